@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace tallowbeck {
+
+// Keep-awake power assertions and the power root domain's closed-lid sleep setting.
+class PowerManagement {
+public:
+    struct AssertionCreation {
+        std::int32_t status = 0;  // 0 on success
+        std::uint32_t assertionID = 0;
+    };
+
+    // What became of one clamshell-sleep-state call on the root domain. The service and the
+    // connection are released on every path; `status` is the failing call's status.
+    struct RootDomainCall {
+        enum class Outcome { accepted, serviceMissing, openFailed, callFailed };
+        Outcome outcome = Outcome::accepted;
+        std::int32_t status = 0;
+    };
+
+    virtual ~PowerManagement() = default;
+
+    virtual AssertionCreation createAssertion(std::string_view type, std::uint32_t level,
+                                              std::string_view name) = 0;
+    // 0 or IOReturn::notFound mean the assertion is gone.
+    virtual std::int32_t releaseAssertion(std::uint32_t assertionID) = 0;
+    // `disabled` true keeps the machine running with the lid closed.
+    virtual RootDomainCall setClamshellSleepDisabled(bool disabled) = 0;
+
+    static PowerManagement& system();
+};
+
+}  // namespace tallowbeck

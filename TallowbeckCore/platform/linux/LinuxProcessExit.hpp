@@ -1,0 +1,14 @@
+#pragma once
+
+#include "TallowbeckCore/platform/ProcessExit.hpp"
+
+namespace tallowbeck {
+
+// Waits on a process descriptor (pidfd_open), which becomes readable when the process exits.
+// Unlike waitpid this works for any process the caller may see, not only for its children.
+class LinuxProcessExit final : public ProcessExit {
+public:
+    void waitForExit(std::int32_t pid) noexcept override;
+};
+
+}  // namespace tallowbeck

@@ -1,0 +1,37 @@
+#include <fmt/core.h>
+
+#include <CLI/CLI.hpp>
+#include <exception>
+
+#include "cli/StatusCommand.hpp"
+
+namespace {
+
+constexpr int usageErrorStatus = 2;
+
+bool isRequestForInformation(const CLI::ParseError& error) {
+    return error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"Keep-awake, temperature and load figures of this machine", "tallowbeck"};
+    app.set_version_flag("--version", TALLOWBECK_VERSION);
+    app.require_subcommand(1);
+    const tallowbeck::cli::StatusCommand status(app);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (isRequestForInformation(error)) {
+            return app.exit(error);
+        }
+        fmt::print(stderr, "tallowbeck: {}\n", error.what());
+        return usageErrorStatus;
+    } catch (const std::exception& error) {
+        fmt::print(stderr, "tallowbeck: {}\n", error.what());
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,39 @@
+# Compiles each TallowbeckCore/platform/darwin/*.cpp for syntax only, as a Mac build would see
+# it, and fails when any of them does not compile. The sources are found when the test runs, so
+# a new file is covered without reconfiguring.
+#
+#   cmake -DCXX_COMPILER=<c++> -DSOURCE_DIR=<repository> [-DWARNINGS="<flags>"] -P <this file>
+
+foreach(variable IN ITEMS CXX_COMPILER SOURCE_DIR)
+  if(NOT DEFINED ${variable})
+    message(FATAL_ERROR "${variable} is not set")
+  endif()
+endforeach()
+separate_arguments(warnings UNIX_COMMAND "${WARNINGS}")
+
+file(GLOB sources "${SOURCE_DIR}/TallowbeckCore/platform/darwin/*.cpp")
+if(NOT sources)
+  message(FATAL_ERROR "No Darwin sources in ${SOURCE_DIR}/TallowbeckCore/platform/darwin")
+endif()
+
+set(failures "")
+foreach(source IN LISTS sources)
+  execute_process(
+    COMMAND ${CXX_COMPILER} -std=c++20 -fsyntax-only -D__APPLE__ -Wall -Wextra -Werror ${warnings}
+      -isystem ${SOURCE_DIR}/tests/darwin-sdk -I${SOURCE_DIR} ${source}
+    RESULT_VARIABLE result
+    OUTPUT_VARIABLE diagnostics
+    ERROR_VARIABLE diagnostics)
+  file(RELATIVE_PATH name "${SOURCE_DIR}" "${source}")
+  if(result EQUAL 0)
+    message(STATUS "compiles: ${name}")
+  else()
+    message("does not compile: ${name}\n${diagnostics}")
+    list(APPEND failures "${name}")
+  endif()
+endforeach()
+
+if(failures)
+  list(JOIN failures ", " failures)
+  message(FATAL_ERROR "Darwin sources that do not compile: ${failures}")
+endif()

@@ -1,0 +1,317 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <system_error>
+#include <thread>
+
+#include "TallowbeckCore/platform/linux/LinuxProcessExit.hpp"
+
+namespace tallowbeck {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Long enough for any loaded machine, short enough that a broken wait fails instead of hanging.
+constexpr auto patience = 5s;
+
+// True when `pid`, a child of this process, has exited; leaves it to be reaped later.
+bool childHasExited(pid_t pid) {
+    siginfo_t info{};
+    return ::waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           info.si_pid == pid;
+}
+
+// Process descriptors this process holds open ("anon_inode:[pidfd]", or "pidfd:[...]" on
+// kernels with a pidfd file system).
+long openProcessDescriptorCount() {
+    long count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        const std::string target = std::filesystem::read_symlink(entry.path(), error).string();
+        count += target.find("pidfd") != std::string::npos;
+    }
+    return count;
+}
+
+// Reads the system call a thread of this process is blocked in; "running" threads are in none.
+bool threadIsInPoll(pid_t tid) {
+    std::ifstream file("/proc/self/task/" + std::to_string(tid) + "/syscall");
+    long number = -1;
+    if (!(file >> number)) {
+        return false;
+    }
+#ifdef SYS_poll
+    if (number == SYS_poll) {
+        return true;
+    }
+#endif
+    return number == SYS_ppoll;
+}
+
+[[noreturn]] void exitWhenPipeCloses(int readEnd) {
+    char byte = 0;
+    while (::read(readEnd, &byte, 1) < 0 && errno == EINTR) {
+    }
+    ::_exit(0);
+}
+
+// A child process that lives until the test lets it go, and is killed if the test fails first.
+class WatchedChild {
+public:
+    WatchedChild() {
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC) != 0) {
+            throw std::system_error(errno, std::generic_category(), "pipe2");
+        }
+        pid_ = ::fork();
+        if (pid_ == 0) {
+            ::close(ends[1]);
+            exitWhenPipeCloses(ends[0]);
+        }
+        ::close(ends[0]);
+        release_ = ends[1];
+        if (pid_ < 0) {
+            throw std::system_error(errno, std::generic_category(), "fork");
+        }
+    }
+
+    ~WatchedChild() {
+        letExit();
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, nullptr, 0);
+    }
+
+    WatchedChild(const WatchedChild&) = delete;
+    WatchedChild& operator=(const WatchedChild&) = delete;
+
+    pid_t pid() const { return pid_; }
+
+    void letExit() {
+        if (release_ >= 0) {
+            ::close(release_);
+            release_ = -1;
+        }
+    }
+
+private:
+    pid_t pid_ = -1;
+    int release_ = -1;
+};
+
+pid_t forkExitingChild() {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::_exit(0);
+    }
+    if (pid < 0) {
+        throw std::system_error(errno, std::generic_category(), "fork");
+    }
+    return pid;
+}
+
+// The id of a process that has come and gone, so nothing answers to it any more.
+pid_t reapedProcessID() {
+    const pid_t pid = forkExitingChild();
+    ::waitpid(pid, nullptr, 0);
+    return pid;
+}
+
+// The system's process-exit wait for `pid`, run on its own thread so that the test can watch it,
+// interrupt it, and give up on it instead of hanging.
+class BackgroundWait {
+public:
+    explicit BackgroundWait(pid_t pid) : state_(std::make_shared<State>()) {
+        thread_ = std::thread([state = state_, pid] {
+            state->publishThreadID(::gettid());
+            ProcessExit::system().waitForExit(pid);
+            state->finish(childHasExited(pid));
+        });
+    }
+
+    ~BackgroundWait() {
+        // A wait that never ends is left behind rather than hanging the whole suite.
+        if (finishedWithin(0s)) {
+            thread_.join();
+        } else {
+            thread_.detach();
+        }
+    }
+
+    BackgroundWait(const BackgroundWait&) = delete;
+    BackgroundWait& operator=(const BackgroundWait&) = delete;
+
+    bool finishedWithin(std::chrono::milliseconds timeout) {
+        std::unique_lock lock(state_->mutex);
+        return state_->changed.wait_for(lock, timeout, [this] { return state_->finished; });
+    }
+
+    // Whether the watched child had exited at the moment the wait returned.
+    bool childHadExitedOnReturn() {
+        const std::lock_guard lock(state_->mutex);
+        return state_->childExitedOnReturn;
+    }
+
+    // True once the waiting thread is blocked in poll; false if the wait ends instead.
+    bool reachesPoll() {
+        const pid_t tid = threadID();
+        const auto deadline = std::chrono::steady_clock::now() + patience;
+        while (std::chrono::steady_clock::now() < deadline && !finishedWithin(0s)) {
+            if (threadIsInPoll(tid)) {
+                return true;
+            }
+            std::this_thread::sleep_for(1ms);
+        }
+        return false;
+    }
+
+    pthread_t nativeHandle() { return thread_.native_handle(); }
+
+private:
+    struct State {
+        std::mutex mutex;
+        std::condition_variable changed;
+        pid_t threadID = 0;
+        bool finished = false;
+        bool childExitedOnReturn = false;
+
+        void publishThreadID(pid_t tid) {
+            const std::lock_guard lock(mutex);
+            threadID = tid;
+            changed.notify_all();
+        }
+
+        void finish(bool childExited) {
+            const std::lock_guard lock(mutex);
+            finished = true;
+            childExitedOnReturn = childExited;
+            changed.notify_all();
+        }
+    };
+
+    pid_t threadID() {
+        std::unique_lock lock(state_->mutex);
+        state_->changed.wait(lock, [this] { return state_->threadID != 0; });
+        return state_->threadID;
+    }
+
+    std::shared_ptr<State> state_;
+    std::thread thread_;
+};
+
+std::atomic<int> interruptionsHandled{0};
+
+// Installs a SIGUSR1 handler without SA_RESTART, so that the signal interrupts a blocking call.
+class InterruptingSignal {
+public:
+    InterruptingSignal() {
+        interruptionsHandled = 0;
+        struct sigaction action {};
+        action.sa_handler = [](int) { ++interruptionsHandled; };
+        sigemptyset(&action.sa_mask);
+        action.sa_flags = 0;
+        ::sigaction(SIGUSR1, &action, &previous_);
+    }
+
+    ~InterruptingSignal() { ::sigaction(SIGUSR1, &previous_, nullptr); }
+
+    InterruptingSignal(const InterruptingSignal&) = delete;
+    InterruptingSignal& operator=(const InterruptingSignal&) = delete;
+
+    static bool handledWithin(std::chrono::milliseconds timeout) {
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        while (interruptionsHandled == 0 && std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(1ms);
+        }
+        return interruptionsHandled > 0;
+    }
+
+private:
+    struct sigaction previous_ {};
+};
+
+TEST(LinuxProcessExit, IsTheSystemProcessExitOnLinux) {
+    EXPECT_NE(dynamic_cast<LinuxProcessExit*>(&ProcessExit::system()), nullptr);
+}
+
+TEST(LinuxProcessExit, WaitEndsOnlyAfterTheWatchedProcessExitsAndClosesItsDescriptor) {
+    WatchedChild child;
+    const long descriptorsBefore = openProcessDescriptorCount();
+    BackgroundWait wait(child.pid());
+
+    ASSERT_TRUE(wait.reachesPoll());
+    EXPECT_FALSE(wait.finishedWithin(0ms));
+    EXPECT_EQ(openProcessDescriptorCount(), descriptorsBefore + 1);
+    child.letExit();
+
+    ASSERT_TRUE(wait.finishedWithin(patience));
+    EXPECT_TRUE(wait.childHadExitedOnReturn());
+    EXPECT_EQ(openProcessDescriptorCount(), descriptorsBefore);
+}
+
+TEST(LinuxProcessExit, ReturnsAtOnceForAProcessThatIsAlreadyGone) {
+    const pid_t gone = reapedProcessID();
+    const long descriptorsBefore = openProcessDescriptorCount();
+
+    BackgroundWait wait(gone);
+
+    EXPECT_TRUE(wait.finishedWithin(patience));
+    EXPECT_EQ(openProcessDescriptorCount(), descriptorsBefore);
+}
+
+TEST(LinuxProcessExit, ReturnsAtOnceForAnExitedProcessNotYetReaped) {
+    const pid_t zombie = forkExitingChild();
+    siginfo_t info{};
+    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(zombie), &info, WEXITED | WNOWAIT), 0);
+    const long descriptorsBefore = openProcessDescriptorCount();
+
+    {
+        BackgroundWait wait(zombie);
+        EXPECT_TRUE(wait.finishedWithin(patience));
+    }
+
+    EXPECT_EQ(openProcessDescriptorCount(), descriptorsBefore);
+    ::waitpid(zombie, nullptr, 0);
+}
+
+TEST(LinuxProcessExit, ReturnsAtOnceForProcessIDsThatNameNoProcess) {
+    for (const pid_t pid : {0, -5}) {
+        SCOPED_TRACE(pid);
+        BackgroundWait wait(pid);
+        EXPECT_TRUE(wait.finishedWithin(patience));
+    }
+}
+
+TEST(LinuxProcessExit, SignalDuringTheWaitDoesNotEndIt) {
+    const InterruptingSignal signal;
+    WatchedChild child;
+    const long descriptorsBefore = openProcessDescriptorCount();
+    BackgroundWait wait(child.pid());
+    ASSERT_TRUE(wait.reachesPoll());
+
+    ASSERT_EQ(::pthread_kill(wait.nativeHandle(), SIGUSR1), 0);
+    ASSERT_TRUE(InterruptingSignal::handledWithin(patience));
+
+    EXPECT_TRUE(wait.reachesPoll());
+    EXPECT_FALSE(wait.finishedWithin(0ms));
+    child.letExit();
+    ASSERT_TRUE(wait.finishedWithin(patience));
+    EXPECT_TRUE(wait.childHadExitedOnReturn());
+    EXPECT_EQ(openProcessDescriptorCount(), descriptorsBefore);
+}
+
+}  // namespace
+}  // namespace tallowbeck
