@@ -18,7 +18,6 @@ bool isRequestForInformation(const CLI::ParseError& error) {
 int main(int argc, char** argv) {
     CLI::App app{"Keep-awake, temperature and load figures of this machine", "tallowbeck"};
     app.set_version_flag("--version", TALLOWBECK_VERSION);
-    app.require_subcommand(1);
     const tallowbeck::cli::StatusCommand status(app);
 
     try {
@@ -32,6 +31,10 @@ int main(int argc, char** argv) {
     } catch (const std::exception& error) {
         fmt::print(stderr, "tallowbeck: {}\n", error.what());
         return 1;
+    }
+    if (app.get_subcommands().empty()) {
+        fmt::print(stderr, "tallowbeck: a command is required; see tallowbeck --help\n");
+        return usageErrorStatus;
     }
     return 0;
 }

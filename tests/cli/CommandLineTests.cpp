@@ -117,8 +117,12 @@ void expectOneLineUsageError(const testing::ProgramResult& result) {
 }
 
 TEST(CommandLineTests, UnknownOptionsAreOneLineErrorsWithStatusTwo) {
-    expectOneLineUsageError(runTool({"--frobnicate"}));
-    expectOneLineUsageError(runTool({"status", "--frobnicate"}));
+    for (const auto& arguments :
+         std::vector<std::vector<std::string>>{{"--frobnicate"}, {"status", "--frobnicate"}}) {
+        const auto result = runTool(arguments);
+        expectOneLineUsageError(result);
+        EXPECT_THAT(result.standardError, HasSubstr("--frobnicate"));
+    }
     expectOneLineUsageError(runTool({"no-such-command"}));
     expectOneLineUsageError(runTool({}));
 }
