@@ -57,10 +57,6 @@ MemoryFigures memoryFigures(std::uint64_t physicalMemory,
             .pressureBase = share(pressuredBytes, physicalMemory)};
 }
 
-double memoryPressureScore(double pressureBase, SystemMemoryPressure level) noexcept {
-    return confinedScore(level, pressureBase);
-}
-
 DiskFigures diskFigures(const std::optional<VolumeCapacities>& capacities) noexcept {
     if (!capacities || !capacities->total || *capacities->total < 1) {
         return {};

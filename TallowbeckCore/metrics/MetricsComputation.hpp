@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "TallowbeckCore/metrics/CPUTicks.hpp"
-#include "TallowbeckCore/metrics/SystemMemoryPressure.hpp"
 #include "TallowbeckCore/platform/HostStatistics.hpp"
 #include "TallowbeckCore/platform/VolumeCapacity.hpp"
 
@@ -32,8 +31,6 @@ struct MemoryFigures {
 MemoryFigures memoryFigures(std::uint64_t physicalMemory,
                             const std::optional<VirtualMemoryPages>& pages,
                             const std::optional<std::uint64_t>& pageSize) noexcept;
-
-double memoryPressureScore(double pressureBase, SystemMemoryPressure level) noexcept;
 
 struct DiskFigures {
     double usage = 0.0;

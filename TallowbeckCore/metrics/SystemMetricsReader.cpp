@@ -45,16 +45,15 @@ SystemMetrics SystemMetricsReader::read() noexcept {
     const MetricsComputation::DiskFigures disk =
         MetricsComputation::diskFigures(volumes_.capacities(startupVolumePath));
     const SystemMemoryPressure level = currentMemoryPressure();
-    return {
-        .cpuUsage = cpuUsage,
-        .memoryPressure = level,
-        .memoryPressureScore = MetricsComputation::memoryPressureScore(memory.pressureBase, level),
-        .memoryUsage = memory.usage,
-        .usedMemoryBytes = memory.usedBytes,
-        .totalMemoryBytes = memory.totalBytes,
-        .diskUsage = disk.usage,
-        .availableDiskBytes = disk.availableBytes,
-        .totalDiskBytes = disk.totalBytes};
+    return {.cpuUsage = cpuUsage,
+            .memoryPressure = level,
+            .memoryPressureScore = confinedScore(level, memory.pressureBase),
+            .memoryUsage = memory.usage,
+            .usedMemoryBytes = memory.usedBytes,
+            .totalMemoryBytes = memory.totalBytes,
+            .diskUsage = disk.usage,
+            .availableDiskBytes = disk.availableBytes,
+            .totalDiskBytes = disk.totalBytes};
 }
 
 std::optional<double> SystemMetricsReader::sampleCPU() noexcept {

@@ -127,15 +127,6 @@ TEST(MetricsComputationTests, PageCountSumOverflowIsFatal) {
     EXPECT_DEATH(computation::memoryFigures(physical, pages, 1), "");
 }
 
-// Memory-pressure score
-
-TEST(MetricsComputationTests, PressureScoreIsConfinedToTheLevelsBand) {
-    EXPECT_DOUBLE_EQ(computation::memoryPressureScore(0.95, SystemMemoryPressure::normal), 0.59);
-    EXPECT_DOUBLE_EQ(computation::memoryPressureScore(0.1, SystemMemoryPressure::warning), 0.6);
-    EXPECT_DOUBLE_EQ(computation::memoryPressureScore(0.5, SystemMemoryPressure::critical), 0.85);
-    EXPECT_DOUBLE_EQ(computation::memoryPressureScore(0.7, SystemMemoryPressure::warning), 0.7);
-}
-
 // Disk
 
 TEST(MetricsComputationTests, DiskFiguresFromCapacities) {
