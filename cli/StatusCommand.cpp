@@ -16,9 +16,11 @@ namespace {
 // CPU usage is a delta between two samples, so the command waits this long between them.
 constexpr std::chrono::milliseconds cpuSampleInterval{500};
 
-std::string gibibytes(std::uint64_t bytes) {
-    return fmt::format("{:.1f} GiB", static_cast<double>(bytes) / (1024.0 * 1024.0 * 1024.0));
+std::string gibibytes(double bytes) {
+    return fmt::format("{:.1f} GiB", bytes / (1024.0 * 1024.0 * 1024.0));
 }
+
+std::string gibibytes(std::uint64_t bytes) { return gibibytes(static_cast<double>(bytes)); }
 
 std::string percent(double fraction) { return fmt::format("{:.1f} %", fraction * 100.0); }
 
@@ -48,8 +50,7 @@ std::string StatusCommand::humanReport(const SystemMetrics& metrics) {
         cpu, gibibytes(metrics.usedMemoryBytes), gibibytes(metrics.totalMemoryBytes),
         percent(metrics.memoryUsage), displayName(metrics.memoryPressure),
         metrics.memoryPressureScore,
-        gibibytes(metrics.totalDiskBytes -
-                  std::min(metrics.totalDiskBytes, metrics.availableDiskBytes)),
+        gibibytes(metrics.diskUsage * static_cast<double>(metrics.totalDiskBytes)),
         gibibytes(metrics.totalDiskBytes), percent(metrics.diskUsage),
         gibibytes(metrics.availableDiskBytes));
 }

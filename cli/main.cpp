@@ -16,7 +16,7 @@ bool isRequestForInformation(const CLI::ParseError& error) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{"Keep-awake, temperature and load figures of this machine", "tallowbeck"};
+    CLI::App app{"CPU, memory and disk figures of this machine", "tallowbeck"};
     app.set_version_flag("--version", TALLOWBECK_VERSION);
     const tallowbeck::cli::StatusCommand status(app);
 
