@@ -6,7 +6,9 @@ install(TARGETS tallowbeck-watchdog tallowbeck RUNTIME DESTINATION ${CMAKE_INSTA
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/TallowbeckCore/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/TallowbeckCore
   FILES_MATCHING PATTERN "*.hpp"
-  PATTERN "darwin" EXCLUDE PATTERN "linux" EXCLUDE)
+  PATTERN "darwin" EXCLUDE PATTERN "linux" EXCLUDE
+  # Internal: keeps the JSON parser out of the installed interface.
+  PATTERN "JSONObject.hpp" EXCLUDE)
 
 set(TALLOWBECK_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/TallowbeckCore)
 install(EXPORT TallowbeckCoreTargets NAMESPACE Tallowbeck:: DESTINATION ${TALLOWBECK_CMAKE_DIR})

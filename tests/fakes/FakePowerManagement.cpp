@@ -38,13 +38,4 @@ PowerManagement::RootDomainCall FakePowerManagement::setClamshellSleepDisabled(b
     return takeFirst(rootDomainCalls, RootDomainCall{});
 }
 
-std::optional<PowerControlError> thrownPowerControlError(const std::function<void()>& operation) {
-    try {
-        operation();
-    } catch (const PowerControlError& error) {
-        return error;
-    }
-    return std::nullopt;
-}
-
 }  // namespace tallowbeck::testing

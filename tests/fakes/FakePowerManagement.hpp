@@ -2,8 +2,6 @@
 
 #include <cstdint>
 #include <deque>
-#include <functional>
-#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -47,9 +45,5 @@ public:
 private:
     std::uint32_t nextAssertionID_ = 1;
 };
-
-// The PowerControlError that `operation` throws, or nothing when it returns normally. Any other
-// exception passes through.
-std::optional<PowerControlError> thrownPowerControlError(const std::function<void()>& operation);
 
 }  // namespace tallowbeck::testing

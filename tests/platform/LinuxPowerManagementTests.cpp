@@ -9,11 +9,12 @@
 #include "TallowbeckCore/power/PowerControlError.hpp"
 #include "TallowbeckCore/power/PowerController.hpp"
 #include "tests/fakes/FakePowerManagement.hpp"
+#include "tests/testing/Thrown.hpp"
 
 namespace tallowbeck {
 namespace {
 
-using testing::thrownPowerControlError;
+using testing::thrown;
 using Outcome = PowerManagement::RootDomainCall::Outcome;
 
 TEST(LinuxPowerManagementTests, NoAssertionCanBeCreated) {
@@ -51,7 +52,7 @@ TEST(LinuxPowerManagementTests, SystemIsOneLinuxInstance) {
 TEST(LinuxPowerManagementTests, ControllerActivationFailsWithTheUnsupportedStatus) {
     LinuxPowerManagement power;
     PowerController controller(power);
-    EXPECT_EQ(thrownPowerControlError([&] { controller.activate(false, true); }),
+    EXPECT_EQ(thrown<PowerControlError>([&] { controller.activate(false, true); }),
               PowerControlError::assertionFailed(IOReturn::unsupported));
     EXPECT_EQ(controller.systemAssertionID(), std::nullopt);
     EXPECT_EQ(controller.displayAssertionID(), std::nullopt);
@@ -74,9 +75,9 @@ TEST(LinuxPowerManagementTests, DefaultControllerRestoreSucceeds) {
 TEST(LinuxPowerManagementTests, DisablingClosedLidSleepThrowsRootDomainUnavailable) {
     LinuxPowerManagement power;
     EXPECT_EQ(
-        thrownPowerControlError([&] { PowerController::setClosedLidSleepDisabled(true, power); }),
+        thrown<PowerControlError>([&] { PowerController::setClosedLidSleepDisabled(true, power); }),
         PowerControlError::rootDomainUnavailable());
-    EXPECT_EQ(thrownPowerControlError([] { PowerController::setClosedLidSleepDisabled(true); }),
+    EXPECT_EQ(thrown<PowerControlError>([] { PowerController::setClosedLidSleepDisabled(true); }),
               PowerControlError::rootDomainUnavailable());
 }
 

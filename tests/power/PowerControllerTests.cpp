@@ -15,6 +15,7 @@
 #include "TallowbeckCore/power/PowerControlError.hpp"
 #include "TallowbeckCore/power/PowerController.hpp"
 #include "tests/fakes/FakePowerManagement.hpp"
+#include "tests/testing/Thrown.hpp"
 
 namespace tallowbeck {
 namespace {
@@ -22,7 +23,7 @@ namespace {
 using ::testing::ElementsAre;
 using testing::FakePowerManagement;
 using ::testing::IsEmpty;
-using testing::thrownPowerControlError;
+using testing::thrown;
 
 constexpr const char* createSystem =
     "create PreventUserIdleSystemSleep 255 Quillmoss active session";
@@ -139,14 +140,14 @@ TEST_F(PowerControllerTests, SetterPowerControlErrorPassesThroughActivateUnchang
         [](bool) { throw PowerControlError::clamshellUpdateFailed(otherFailure); },
         [this](std::uint32_t assertionID) { return platform.releaseAssertion(assertionID); },
         platform);
-    EXPECT_EQ(thrownPowerControlError([&] { controller->activate(true, true); }),
+    EXPECT_EQ(thrown<PowerControlError>([&] { controller->activate(true, true); }),
               PowerControlError::clamshellUpdateFailed(otherFailure));
     EXPECT_THAT(platform.calls, ElementsAre(createSystem, "release 1"));
 }
 
 TEST_F(PowerControllerTests, FailedSystemAssertionStopsActivation) {
     platform.creationStatuses = {someFailure};
-    EXPECT_EQ(thrownPowerControlError([&] { controller->activate(false, true); }),
+    EXPECT_EQ(thrown<PowerControlError>([&] { controller->activate(false, true); }),
               PowerControlError::assertionFailed(someFailure));
     EXPECT_THAT(platform.calls, ElementsAre(createSystem));
     EXPECT_EQ(controller->systemAssertionID(), std::nullopt);
@@ -155,7 +156,7 @@ TEST_F(PowerControllerTests, FailedSystemAssertionStopsActivation) {
 
 TEST_F(PowerControllerTests, FailedDisplayAssertionReleasesTheSystemAssertion) {
     platform.creationStatuses = {IOReturn::success, someFailure};
-    EXPECT_EQ(thrownPowerControlError([&] { controller->activate(false, true); }),
+    EXPECT_EQ(thrown<PowerControlError>([&] { controller->activate(false, true); }),
               PowerControlError::assertionFailed(someFailure));
     EXPECT_THAT(platform.calls, ElementsAre(createSystem, createDisplay, "release 1"));
     EXPECT_EQ(controller->systemAssertionID(), std::nullopt);
@@ -166,7 +167,7 @@ TEST_F(PowerControllerTests, FailedDisplayAssertionReleasesTheSystemAssertion) {
 TEST_F(PowerControllerTests, FailedDisplayAssertionReportsItselfOverAFailedCleanUpRelease) {
     platform.creationStatuses = {IOReturn::success, someFailure};
     platform.releaseStatuses = {otherFailure};
-    EXPECT_EQ(thrownPowerControlError([&] { controller->activate(false, false); }),
+    EXPECT_EQ(thrown<PowerControlError>([&] { controller->activate(false, false); }),
               PowerControlError::assertionFailed(someFailure));
     EXPECT_EQ(controller->systemAssertionID(), 1u);
 }
@@ -204,7 +205,7 @@ TEST_F(PowerControllerTests, ActivateTakesNothingWhenReleasingThePreviousAsserti
     controller->activate(true, false);
     platform.calls.clear();
     platform.releaseStatuses = {someFailure};
-    EXPECT_EQ(thrownPowerControlError([&] { controller->activate(true, false); }),
+    EXPECT_EQ(thrown<PowerControlError>([&] { controller->activate(true, false); }),
               PowerControlError::assertionReleaseFailed(someFailure));
     EXPECT_THAT(platform.calls, ElementsAre("release 1"));
     EXPECT_EQ(controller->systemAssertionID(), 1u);
@@ -221,7 +222,7 @@ TEST_F(PowerControllerTests, ReleaseAnsweringNotFoundCountsAsReleased) {
 TEST_F(PowerControllerTests, FailedSystemReleaseKeepsItsIDAndStillReleasesTheDisplay) {
     controller->activate(false, false);
     platform.releaseStatuses = {someFailure, IOReturn::success};
-    EXPECT_EQ(thrownPowerControlError([&] { controller->deactivate(); }),
+    EXPECT_EQ(thrown<PowerControlError>([&] { controller->deactivate(); }),
               PowerControlError::assertionReleaseFailed(someFailure));
     EXPECT_EQ(controller->systemAssertionID(), 1u);
     EXPECT_EQ(controller->displayAssertionID(), std::nullopt);
@@ -230,7 +231,7 @@ TEST_F(PowerControllerTests, FailedSystemReleaseKeepsItsIDAndStillReleasesTheDis
 TEST_F(PowerControllerTests, FailedDisplayReleaseIsReportedWhenTheSystemReleaseSucceeds) {
     controller->activate(false, false);
     platform.releaseStatuses = {IOReturn::success, otherFailure};
-    EXPECT_EQ(thrownPowerControlError([&] { controller->deactivate(); }),
+    EXPECT_EQ(thrown<PowerControlError>([&] { controller->deactivate(); }),
               PowerControlError::assertionReleaseFailed(otherFailure));
     EXPECT_EQ(controller->systemAssertionID(), std::nullopt);
     EXPECT_EQ(controller->displayAssertionID(), 2u);
@@ -239,7 +240,7 @@ TEST_F(PowerControllerTests, FailedDisplayReleaseIsReportedWhenTheSystemReleaseS
 TEST_F(PowerControllerTests, WhenBothReleasesFailTheSystemReleaseIsReported) {
     controller->activate(false, false);
     platform.releaseStatuses = {someFailure, otherFailure};
-    EXPECT_EQ(thrownPowerControlError([&] { controller->deactivate(); }),
+    EXPECT_EQ(thrown<PowerControlError>([&] { controller->deactivate(); }),
               PowerControlError::assertionReleaseFailed(someFailure));
     EXPECT_EQ(controller->systemAssertionID(), 1u);
     EXPECT_EQ(controller->displayAssertionID(), 2u);
@@ -441,7 +442,7 @@ TEST_F(DefaultPowerControllerTests, UsesThePlatformForEveryCall) {
 TEST_F(DefaultPowerControllerTests, RejectedClamshellCallBecomesClamshellUpdateFailed) {
     using Outcome = PowerManagement::RootDomainCall::Outcome;
     platform.rootDomainCalls = {{.outcome = Outcome::callFailed, .status = someFailure}};
-    EXPECT_EQ(thrownPowerControlError([&] { controller.activate(true, true); }),
+    EXPECT_EQ(thrown<PowerControlError>([&] { controller.activate(true, true); }),
               PowerControlError::clamshellUpdateFailed(someFailure));
     EXPECT_THAT(platform.calls, ElementsAre(createSystem, "clamshell true", "release 1"));
 }
@@ -449,7 +450,7 @@ TEST_F(DefaultPowerControllerTests, RejectedClamshellCallBecomesClamshellUpdateF
 TEST_F(DefaultPowerControllerTests, ReleaseStatusComesFromThePlatform) {
     controller.activate(true, false);
     platform.releaseStatuses = {otherFailure};
-    EXPECT_EQ(thrownPowerControlError([&] { controller.deactivate(); }),
+    EXPECT_EQ(thrown<PowerControlError>([&] { controller.deactivate(); }),
               PowerControlError::assertionReleaseFailed(otherFailure));
 }
 
@@ -467,21 +468,21 @@ TEST_F(SetClosedLidSleepDisabledTests, AcceptedCallReturnsAndPassesTheValueOn) {
 
 TEST_F(SetClosedLidSleepDisabledTests, MissingServiceIsRootDomainUnavailable) {
     platform.rootDomainCalls = {{.outcome = Outcome::serviceMissing, .status = 0}};
-    EXPECT_EQ(thrownPowerControlError(
+    EXPECT_EQ(thrown<PowerControlError>(
                   [&] { PowerController::setClosedLidSleepDisabled(false, platform); }),
               PowerControlError::rootDomainUnavailable());
 }
 
 TEST_F(SetClosedLidSleepDisabledTests, FailedOpenIsRootDomainOpenFailedWithItsStatus) {
     platform.rootDomainCalls = {{.outcome = Outcome::openFailed, .status = someFailure}};
-    EXPECT_EQ(thrownPowerControlError(
+    EXPECT_EQ(thrown<PowerControlError>(
                   [&] { PowerController::setClosedLidSleepDisabled(true, platform); }),
               PowerControlError::rootDomainOpenFailed(someFailure));
 }
 
 TEST_F(SetClosedLidSleepDisabledTests, FailedCallIsClamshellUpdateFailedWithItsStatus) {
     platform.rootDomainCalls = {{.outcome = Outcome::callFailed, .status = otherFailure}};
-    EXPECT_EQ(thrownPowerControlError(
+    EXPECT_EQ(thrown<PowerControlError>(
                   [&] { PowerController::setClosedLidSleepDisabled(true, platform); }),
               PowerControlError::clamshellUpdateFailed(otherFailure));
 }

@@ -1,0 +1,80 @@
+#include "TallowbeckCore/history/TemperatureSample.hpp"
+
+#include "TallowbeckCore/support/DecodingError.hpp"
+#include "TallowbeckCore/support/InternetDateTime.hpp"
+#include "TallowbeckCore/support/JSONObject.hpp"
+#include "TallowbeckCore/support/JSONWriter.hpp"
+
+namespace tallowbeck {
+
+namespace {
+
+using Kind = DecodingError::Kind;
+
+UUID decodeID(const JSONObject& object) {
+    const std::string_view text = object.requiredString("id");
+    const std::optional<UUID> id = UUID::fromText(text);
+    if (!id) {
+        throw DecodingError(Kind::dataCorrupted, "id", "not a UUID");
+    }
+    return *id;
+}
+
+double decodeRecordedAt(const JSONObject& object) {
+    const std::optional<double> seconds =
+        InternetDateTime::secondsSince1970(object.requiredString("recordedAt"));
+    if (!seconds) {
+        throw DecodingError(Kind::dataCorrupted, "recordedAt", "not an ISO 8601 date-time");
+    }
+    return *seconds;
+}
+
+SystemThermalState decodeThermalState(const JSONObject& object) {
+    const std::optional<SystemThermalState> state =
+        systemThermalStateFromText(object.requiredString("thermalState"));
+    if (!state) {
+        throw DecodingError(Kind::dataCorrupted, "thermalState", "not a thermal state");
+    }
+    return *state;
+}
+
+}  // namespace
+
+std::string TemperatureSample::json() const {
+    JSONWriter json;
+    writeJSON(json);
+    return json.text();
+}
+
+void TemperatureSample::writeJSON(JSONWriter& json) const {
+    json.beginObject()
+        .key("id")
+        .value(id_.text())
+        .key("recordedAt")
+        .value(InternetDateTime::text(recordedAt_))
+        .optionalMember("batteryCelsius", batteryCelsius_)
+        .optionalMember("cpuCelsius", cpuCelsius_)
+        .optionalMember("gpuCelsius", gpuCelsius_)
+        .key("thermalState")
+        .value(textValue(thermalState_))
+        .key("sessionActive")
+        .value(sessionActive_)
+        .key("lidClosed")
+        .value(lidClosed_)
+        .endObject();
+}
+
+TemperatureSample TemperatureSample::fromJSON(std::string_view text) {
+    simdjson::dom::parser parser;
+    return fromJSON(JSONObject::parse(parser, text));
+}
+
+TemperatureSample TemperatureSample::fromJSON(const JSONObject& object) {
+    return TemperatureSample(
+        decodeID(object), decodeRecordedAt(object), object.optionalNumber("batteryCelsius"),
+        object.optionalNumber("cpuCelsius"), object.optionalNumber("gpuCelsius"),
+        decodeThermalState(object), object.requiredBool("sessionActive"),
+        object.optionalBool("lidClosed").value_or(false));
+}
+
+}  // namespace tallowbeck

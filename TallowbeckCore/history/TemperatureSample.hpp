@@ -1,0 +1,64 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "TallowbeckCore/history/SystemThermalState.hpp"
+#include "TallowbeckCore/support/UUID.hpp"
+
+namespace tallowbeck {
+
+class JSONObject;
+class JSONWriter;
+
+// One record of the temperature history: the readings taken at one moment and the machine's
+// situation then. Immutable once built.
+class TemperatureSample {
+public:
+    TemperatureSample(UUID id, double recordedAt, std::optional<double> batteryCelsius,
+                      std::optional<double> cpuCelsius, std::optional<double> gpuCelsius,
+                      SystemThermalState thermalState, bool sessionActive, bool lidClosed) noexcept
+        : id_(id),
+          recordedAt_(recordedAt),
+          batteryCelsius_(batteryCelsius),
+          cpuCelsius_(cpuCelsius),
+          gpuCelsius_(gpuCelsius),
+          thermalState_(thermalState),
+          sessionActive_(sessionActive),
+          lidClosed_(lidClosed) {}
+
+    const UUID& id() const noexcept { return id_; }
+    // Seconds since 1970-01-01 UTC.
+    double recordedAt() const noexcept { return recordedAt_; }
+    std::optional<double> batteryCelsius() const noexcept { return batteryCelsius_; }
+    std::optional<double> cpuCelsius() const noexcept { return cpuCelsius_; }
+    std::optional<double> gpuCelsius() const noexcept { return gpuCelsius_; }
+    SystemThermalState thermalState() const noexcept { return thermalState_; }
+    bool sessionActive() const noexcept { return sessionActive_; }
+    bool lidClosed() const noexcept { return lidClosed_; }
+
+    // The history's JSON form: absent temperatures have no key; "recordedAt" is an ISO 8601
+    // date-time in whole seconds, so a fraction of a second does not survive a round trip.
+    // Throws std::out_of_range when `recordedAt` cannot be written as such a date-time.
+    std::string json() const;
+    void writeJSON(JSONWriter& json) const;
+
+    // Throws DecodingError. A missing or null "lidClosed" reads as false; unknown keys are ignored.
+    static TemperatureSample fromJSON(std::string_view text);
+    static TemperatureSample fromJSON(const JSONObject& object);
+
+    friend bool operator==(const TemperatureSample&, const TemperatureSample&) = default;
+
+private:
+    UUID id_;
+    double recordedAt_;
+    std::optional<double> batteryCelsius_;
+    std::optional<double> cpuCelsius_;
+    std::optional<double> gpuCelsius_;
+    SystemThermalState thermalState_;
+    bool sessionActive_;
+    bool lidClosed_;
+};
+
+}  // namespace tallowbeck

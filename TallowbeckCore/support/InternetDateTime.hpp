@@ -1,0 +1,18 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tallowbeck::InternetDateTime {
+
+// ISO 8601 internet date-time text in UTC with whole seconds, "2024-05-01T12:34:56Z". A fraction
+// of a second is dropped. Throws std::out_of_range for a time that is not finite or lies outside
+// the years 0000 to 9999, which the form cannot express.
+std::string text(double secondsSince1970);
+
+// Reads "YYYY-MM-DDTHH:MM:SS" followed by "Z" or a "+HH:MM"/"-HH:MM" offset, with no fraction.
+// Anything else, including an impossible calendar date, gives nothing.
+std::optional<double> secondsSince1970(std::string_view text) noexcept;
+
+}  // namespace tallowbeck::InternetDateTime

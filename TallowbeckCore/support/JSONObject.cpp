@@ -1,0 +1,98 @@
+#include "TallowbeckCore/support/JSONObject.hpp"
+
+#include <string>
+
+namespace tallowbeck {
+
+namespace {
+
+using Kind = DecodingError::Kind;
+
+[[noreturn]] void throwTypeMismatch(std::string_view key, std::string_view expected) {
+    throw DecodingError(Kind::typeMismatch, std::string(key), "expected " + std::string(expected));
+}
+
+template <typename Value>
+Value typed(simdjson::dom::element element, std::string_view key, std::string_view expected) {
+    Value value{};
+    if (element.get(value) != simdjson::SUCCESS) {
+        throwTypeMismatch(key, expected);
+    }
+    return value;
+}
+
+// simdjson reads integers apart from doubles; any JSON number is a double here.
+double number(simdjson::dom::element element, std::string_view key) {
+    if (!element.is_number()) {
+        throwTypeMismatch(key, "a number");
+    }
+    return typed<double>(element, key, "a number");
+}
+
+}  // namespace
+
+JSONObject JSONObject::parse(simdjson::dom::parser& parser, std::string_view bytes) {
+    simdjson::dom::element root;
+    if (const auto error = parser.parse(bytes.data(), bytes.size()).get(root)) {
+        throw DecodingError(Kind::dataCorrupted, "",
+                            std::string("malformed JSON: ") + simdjson::error_message(error));
+    }
+    return from(root, "the text");
+}
+
+JSONObject JSONObject::from(simdjson::dom::element element, std::string_view what) {
+    simdjson::dom::object object;
+    if (element.get(object) != simdjson::SUCCESS) {
+        throw DecodingError(Kind::typeMismatch, "", std::string(what) + " is not a JSON object");
+    }
+    return JSONObject(object);
+}
+
+std::optional<simdjson::dom::element> JSONObject::member(std::string_view key) const noexcept {
+    simdjson::dom::element element;
+    if (object_.at_key(key).get(element) != simdjson::SUCCESS || element.is_null()) {
+        return std::nullopt;
+    }
+    return element;
+}
+
+simdjson::dom::element JSONObject::requiredMember(std::string_view key) const {
+    simdjson::dom::element element;
+    if (object_.at_key(key).get(element) != simdjson::SUCCESS) {
+        throw DecodingError(Kind::keyNotFound, std::string(key), "required key is missing");
+    }
+    if (element.is_null()) {
+        throw DecodingError(Kind::valueNotFound, std::string(key), "required value is null");
+    }
+    return element;
+}
+
+std::string_view JSONObject::requiredString(std::string_view key) const {
+    return typed<std::string_view>(requiredMember(key), key, "a string");
+}
+
+bool JSONObject::requiredBool(std::string_view key) const {
+    return typed<bool>(requiredMember(key), key, "true or false");
+}
+
+double JSONObject::requiredNumber(std::string_view key) const {
+    return number(requiredMember(key), key);
+}
+
+std::optional<bool> JSONObject::optionalBool(std::string_view key) const {
+    const std::optional<simdjson::dom::element> element = member(key);
+    if (!element) {
+        return std::nullopt;
+    }
+    return typed<bool>(*element, key, "true or false");
+}
+
+std::optional<double> JSONObject::optionalNumber(std::string_view key) const {
+    const std::optional<simdjson::dom::element> element = member(key);
+    if (!element) {
+        return std::nullopt;
+    }
+    return number(*element, key);
+}
+
+}  // namespace tallowbeck

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <simdjson.h>
+
+#include <optional>
+#include <string_view>
+
+#include "TallowbeckCore/support/DecodingError.hpp"
+
+namespace tallowbeck {
+
+// Typed access to the members of one parsed JSON object; every failure is a DecodingError that
+// names the member. Keys match exactly; members not asked for are ignored. The object lives in
+// its parser's memory, so it must not outlive the parser or the parser's next parse.
+//
+// This header is internal to the library: the installed headers do not expose the JSON parser.
+class JSONObject {
+public:
+    explicit JSONObject(simdjson::dom::object object) noexcept : object_(object) {}
+
+    // `bytes` as a whole must be one JSON object.
+    static JSONObject parse(simdjson::dom::parser& parser, std::string_view bytes);
+    // An element known to be inside a larger document, such as an item of an array.
+    static JSONObject from(simdjson::dom::element element, std::string_view what);
+
+    std::string_view requiredString(std::string_view key) const;
+    bool requiredBool(std::string_view key) const;
+    double requiredNumber(std::string_view key) const;
+
+    // Missing and null both give nothing.
+    std::optional<bool> optionalBool(std::string_view key) const;
+    std::optional<double> optionalNumber(std::string_view key) const;
+
+private:
+    // The member's value; nothing when it is missing or null.
+    std::optional<simdjson::dom::element> member(std::string_view key) const noexcept;
+    simdjson::dom::element requiredMember(std::string_view key) const;
+
+    simdjson::dom::object object_;
+};
+
+}  // namespace tallowbeck

@@ -1,0 +1,221 @@
+#include <gtest/gtest.h>
+#include <simdjson.h>
+
+#include <limits>
+#include <stdexcept>
+#include <string>
+
+#include "TallowbeckCore/history/TemperatureSample.hpp"
+#include "TallowbeckCore/support/DecodingError.hpp"
+#include "TallowbeckCore/support/JSONObject.hpp"
+#include "tests/testing/Thrown.hpp"
+
+namespace tallowbeck {
+namespace {
+
+using Kind = DecodingError::Kind;
+using testing::thrown;
+
+constexpr std::string_view idText = "E621E1F8-C36C-495A-93FC-0C247A3E6E5F";
+// 2024-05-01T12:00:00Z
+constexpr double noon = 1714564800.0;
+
+TemperatureSample sample(double recordedAt, std::optional<double> battery) {
+    return TemperatureSample(*UUID::fromText(idText), recordedAt, battery, 61.5, std::nullopt,
+                             SystemThermalState::fair, true, false);
+}
+
+// A valid sample object, less the member `without`, plus the members in `extra`.
+std::string objectText(std::string_view without = "", std::string_view extra = "") {
+    std::string text = "{";
+    const auto add = [&](std::string_view key, std::string_view value) {
+        if (key != without) {
+            text += '"' + std::string(key) + "\":" + std::string(value) + ',';
+        }
+    };
+    add("id", "\"e621e1f8-c36c-495a-93fc-0c247a3e6e5f\"");
+    add("recordedAt", "\"2024-05-01T12:00:00Z\"");
+    add("batteryCelsius", "30.5");
+    add("thermalState", "\"serious\"");
+    add("sessionActive", "true");
+    add("lidClosed", "true");
+    text += extra;
+    if (text.back() == ',') {
+        text.pop_back();
+    }
+    return text + "}";
+}
+
+std::optional<DecodingError> decodingError(std::string_view text) {
+    return thrown<DecodingError>([&] { TemperatureSample::fromJSON(text); });
+}
+
+void expectDecodingError(std::string_view text, Kind kind, std::string_view key) {
+    const std::optional<DecodingError> error = decodingError(text);
+    ASSERT_TRUE(error) << text;
+    EXPECT_EQ(error->kind(), kind) << text;
+    EXPECT_EQ(error->key(), key) << text;
+}
+
+TEST(TemperatureSampleTests, EqualityComparesEveryField) {
+    const TemperatureSample original = sample(noon, 30.0);
+    EXPECT_EQ(original, sample(noon, 30.0));
+    EXPECT_NE(original, sample(noon + 1.0, 30.0));
+    EXPECT_NE(original, sample(noon, std::nullopt));
+    const TemperatureSample otherID(UUID::random(), noon, 30.0, 61.5, std::nullopt,
+                                    SystemThermalState::fair, true, false);
+    EXPECT_NE(original, otherID);
+}
+
+TEST(TemperatureSampleTests, EncodesEveryPresentFieldUnderItsName) {
+    const TemperatureSample full(*UUID::fromText(idText), noon, 30.25, 61.5, 48.0,
+                                 SystemThermalState::critical, false, true);
+    EXPECT_EQ(full.json(),
+              "{\"id\":\"E621E1F8-C36C-495A-93FC-0C247A3E6E5F\","
+              "\"recordedAt\":\"2024-05-01T12:00:00Z\",\"batteryCelsius\":30.25,"
+              "\"cpuCelsius\":61.5,\"gpuCelsius\":48,\"thermalState\":\"critical\","
+              "\"sessionActive\":false,\"lidClosed\":true}");
+}
+
+TEST(TemperatureSampleTests, AbsentTemperaturesHaveNoKeyAtAll) {
+    const TemperatureSample bare(*UUID::fromText(idText), noon, std::nullopt, std::nullopt,
+                                 std::nullopt, SystemThermalState::nominal, true, false);
+    const std::string json = bare.json();
+    EXPECT_EQ(json.find("Celsius"), std::string::npos) << json;
+    EXPECT_EQ(json.find("null"), std::string::npos) << json;
+    EXPECT_EQ(TemperatureSample::fromJSON(json), bare);
+}
+
+TEST(TemperatureSampleTests, NullOrMissingBatteryDecodesAsAbsent) {
+    EXPECT_FALSE(TemperatureSample::fromJSON(objectText("batteryCelsius")).batteryCelsius());
+    const TemperatureSample nulled =
+        TemperatureSample::fromJSON(objectText("batteryCelsius", "\"batteryCelsius\":null"));
+    EXPECT_FALSE(nulled.batteryCelsius());
+    EXPECT_EQ(nulled.json().find("batteryCelsius"), std::string::npos);
+}
+
+TEST(TemperatureSampleTests, DecodesEveryField) {
+    const TemperatureSample decoded =
+        TemperatureSample::fromJSON(objectText("", "\"cpuCelsius\":70,\"gpuCelsius\":-1.5e1"));
+    EXPECT_EQ(decoded.id().text(), idText);
+    EXPECT_EQ(decoded.recordedAt(), noon);
+    EXPECT_EQ(decoded.batteryCelsius(), 30.5);
+    EXPECT_EQ(decoded.cpuCelsius(), 70.0);
+    EXPECT_EQ(decoded.gpuCelsius(), -15.0);
+    EXPECT_EQ(decoded.thermalState(), SystemThermalState::serious);
+    EXPECT_TRUE(decoded.sessionActive());
+    EXPECT_TRUE(decoded.lidClosed());
+}
+
+TEST(TemperatureSampleTests, MissingOrNullLidClosedReadsAsFalse) {
+    EXPECT_FALSE(TemperatureSample::fromJSON(objectText("lidClosed")).lidClosed());
+    EXPECT_FALSE(
+        TemperatureSample::fromJSON(objectText("lidClosed", "\"lidClosed\":null")).lidClosed());
+}
+
+TEST(TemperatureSampleTests, MissingSessionActiveFails) {
+    expectDecodingError(objectText("sessionActive"), Kind::keyNotFound, "sessionActive");
+    expectDecodingError(objectText("sessionActive", "\"sessionActive\":null"), Kind::valueNotFound,
+                        "sessionActive");
+}
+
+TEST(TemperatureSampleTests, EveryRequiredKeyIsRequired) {
+    for (const std::string_view key : {"id", "recordedAt", "thermalState", "sessionActive"}) {
+        expectDecodingError(objectText(key), Kind::keyNotFound, key);
+    }
+}
+
+TEST(TemperatureSampleTests, ThermalStateMustBeOneOfTheExactTexts) {
+    expectDecodingError(objectText("thermalState", "\"thermalState\":\"Nominal\""),
+                        Kind::dataCorrupted, "thermalState");
+    EXPECT_EQ(
+        TemperatureSample::fromJSON(objectText("thermalState", "\"thermalState\":\"nominal\""))
+            .thermalState(),
+        SystemThermalState::nominal);
+}
+
+TEST(TemperatureSampleTests, WrongJSONTypesFailNamingTheKey) {
+    expectDecodingError(objectText("id", "\"id\":7"), Kind::typeMismatch, "id");
+    expectDecodingError(objectText("recordedAt", "\"recordedAt\":1714564800"), Kind::typeMismatch,
+                        "recordedAt");
+    expectDecodingError(objectText("batteryCelsius", "\"batteryCelsius\":\"30\""),
+                        Kind::typeMismatch, "batteryCelsius");
+    expectDecodingError(objectText("batteryCelsius", "\"batteryCelsius\":true"), Kind::typeMismatch,
+                        "batteryCelsius");
+    expectDecodingError(objectText("sessionActive", "\"sessionActive\":1"), Kind::typeMismatch,
+                        "sessionActive");
+    expectDecodingError(objectText("lidClosed", "\"lidClosed\":\"false\""), Kind::typeMismatch,
+                        "lidClosed");
+    expectDecodingError(objectText("thermalState", "\"thermalState\":[]"), Kind::typeMismatch,
+                        "thermalState");
+}
+
+TEST(TemperatureSampleTests, UnreadableIdentifiersAndDatesFail) {
+    expectDecodingError(objectText("id", "\"id\":\"not-a-uuid\""), Kind::dataCorrupted, "id");
+    expectDecodingError(objectText("recordedAt", "\"recordedAt\":\"2024-05-01 12:00:00\""),
+                        Kind::dataCorrupted, "recordedAt");
+    expectDecodingError(objectText("recordedAt", "\"recordedAt\":\"2024-05-01T12:00:00.5Z\""),
+                        Kind::dataCorrupted, "recordedAt");
+}
+
+TEST(TemperatureSampleTests, MalformedTextFailsAsAWhole) {
+    for (const std::string_view text : {"", "{", "[]", "null", "{\"id\":}", "{} {}", "\xff"}) {
+        const std::optional<DecodingError> error = decodingError(text);
+        ASSERT_TRUE(error) << text;
+        EXPECT_TRUE(error->key().empty()) << text;
+    }
+}
+
+TEST(TemperatureSampleTests, ErrorMessagesNameTheKey) {
+    const std::optional<DecodingError> error = decodingError(objectText("sessionActive"));
+    ASSERT_TRUE(error);
+    EXPECT_STREQ(error->what(), "\"sessionActive\": required key is missing");
+}
+
+TEST(TemperatureSampleTests, UnknownKeysAndAnyKeyOrderAreAccepted) {
+    const TemperatureSample decoded = TemperatureSample::fromJSON(
+        "{\"lidClosed\":false,\"future\":{\"a\":[1,2]},\"sessionActive\":false,"
+        "\"thermalState\":\"fair\",\"recordedAt\":\"2024-05-01T12:00:00Z\","
+        "\"id\":\"E621E1F8-C36C-495A-93FC-0C247A3E6E5F\"}");
+    EXPECT_EQ(decoded.thermalState(), SystemThermalState::fair);
+    EXPECT_FALSE(decoded.sessionActive());
+}
+
+TEST(TemperatureSampleTests, KeysAreCaseSensitive) {
+    expectDecodingError(objectText("sessionActive", "\"SessionActive\":true"), Kind::keyNotFound,
+                        "sessionActive");
+}
+
+TEST(TemperatureSampleTests, RoundTripTruncatesTheFractionOfASecond) {
+    const TemperatureSample original = sample(noon + 0.75, 30.0);
+    const TemperatureSample decoded = TemperatureSample::fromJSON(original.json());
+    EXPECT_EQ(decoded.recordedAt(), noon);
+    EXPECT_NE(decoded, original);
+    EXPECT_EQ(decoded.id(), original.id());
+}
+
+TEST(TemperatureSampleTests, RoundTripKeepsEveryOtherFieldExactly) {
+    const TemperatureSample original(UUID::random(), noon, 0.1 + 0.2, 1.0 / 3.0, 99.99999999999,
+                                     SystemThermalState::serious, true, true);
+    EXPECT_EQ(TemperatureSample::fromJSON(original.json()), original);
+}
+
+TEST(TemperatureSampleTests, DateThatCannotBeWrittenIsAnError) {
+    EXPECT_THROW(sample(std::numeric_limits<double>::infinity(), 30.0).json(), std::out_of_range);
+}
+
+TEST(TemperatureSampleTests, DecodesFromAnElementOfALargerDocument) {
+    simdjson::dom::parser parser;
+    const std::string text = "[" + objectText() + "," + objectText("lidClosed") + "]";
+    simdjson::dom::array items = parser.parse(text).get_array();
+    std::vector<TemperatureSample> samples;
+    for (const simdjson::dom::element item : items) {
+        samples.push_back(TemperatureSample::fromJSON(JSONObject::from(item, "an item")));
+    }
+    ASSERT_EQ(samples.size(), 2u);
+    EXPECT_TRUE(samples[0].lidClosed());
+    EXPECT_FALSE(samples[1].lidClosed());
+}
+
+}  // namespace
+}  // namespace tallowbeck

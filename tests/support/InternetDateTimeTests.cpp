@@ -1,0 +1,78 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <stdexcept>
+
+#include "TallowbeckCore/support/InternetDateTime.hpp"
+
+namespace tallowbeck {
+namespace {
+
+// 2024-05-01T12:34:56Z
+constexpr double mayFirst = 1714566896.0;
+
+TEST(InternetDateTimeTests, WritesUTCWithWholeSeconds) {
+    EXPECT_EQ(InternetDateTime::text(mayFirst), "2024-05-01T12:34:56Z");
+    EXPECT_EQ(InternetDateTime::text(0.0), "1970-01-01T00:00:00Z");
+    EXPECT_EQ(InternetDateTime::text(951782400.0), "2000-02-29T00:00:00Z");
+}
+
+TEST(InternetDateTimeTests, DropsTheFractionOfASecond) {
+    EXPECT_EQ(InternetDateTime::text(mayFirst + 0.75), "2024-05-01T12:34:56Z");
+    EXPECT_EQ(InternetDateTime::text(mayFirst + 0.999999), "2024-05-01T12:34:56Z");
+    // Before 1970 the earlier whole second is the one the time lies in.
+    EXPECT_EQ(InternetDateTime::text(-0.25), "1969-12-31T23:59:59Z");
+}
+
+TEST(InternetDateTimeTests, CoversTheFourDigitYears) {
+    EXPECT_EQ(InternetDateTime::text(-62167219200.0), "0000-01-01T00:00:00Z");
+    EXPECT_EQ(InternetDateTime::text(253402300799.0), "9999-12-31T23:59:59Z");
+    EXPECT_THROW(InternetDateTime::text(253402300800.0), std::out_of_range);
+    EXPECT_THROW(InternetDateTime::text(-62167219201.0), std::out_of_range);
+    EXPECT_THROW(InternetDateTime::text(std::numeric_limits<double>::quiet_NaN()),
+                 std::out_of_range);
+    EXPECT_THROW(InternetDateTime::text(std::numeric_limits<double>::infinity()),
+                 std::out_of_range);
+}
+
+TEST(InternetDateTimeTests, ReadsWhatItWrites) {
+    for (const double seconds : {mayFirst, 0.0, -86401.0, 253402300799.0, -62167219200.0}) {
+        EXPECT_EQ(InternetDateTime::secondsSince1970(InternetDateTime::text(seconds)), seconds);
+    }
+}
+
+TEST(InternetDateTimeTests, ReadsNumericOffsets) {
+    EXPECT_EQ(InternetDateTime::secondsSince1970("2024-05-01T14:34:56+02:00"), mayFirst);
+    EXPECT_EQ(InternetDateTime::secondsSince1970("2024-05-01T07:04:56-05:30"), mayFirst);
+    EXPECT_EQ(InternetDateTime::secondsSince1970("2024-05-01T12:34:56-00:00"), mayFirst);
+}
+
+TEST(InternetDateTimeTests, RejectsAnythingElse) {
+    for (const std::string_view text : {
+             "",
+             "2024-05-01",
+             "2024-05-01T12:34:56",
+             "2024-05-01T12:34:56.250Z",
+             "2024-05-01 12:34:56Z",
+             "2024-05-01T12:34:56z",
+             "2024-13-01T12:34:56Z",
+             "2023-02-29T12:34:56Z",
+             "2024-04-31T12:34:56Z",
+             "2024-05-00T12:34:56Z",
+             "2024-05-01T24:00:00Z",
+             "2024-05-01T12:60:00Z",
+             "2024-05-01T12:34:60Z",
+             "2024-05-01T12:34:56+2:00",
+             "2024-05-01T12:34:56+24:00",
+             "2024-05-01T12:34:56+02:60",
+             "2024-05-01T12:34:56Z ",
+             "+2024-05-01T12:34:56Z",
+             "2024-5-01T12:34:56Z",
+             "20a4-05-01T12:34:56Z",
+         }) {
+        EXPECT_FALSE(InternetDateTime::secondsSince1970(text)) << text;
+    }
+}
+
+}  // namespace
+}  // namespace tallowbeck
