@@ -111,8 +111,14 @@ std::optional<double> secondsSince1970(std::string_view text) noexcept {
         return std::nullopt;
     }
     const long long dayCount = sys_days{date}.time_since_epoch().count();
-    return static_cast<double>(dayCount * 86400LL + *hour * 3600LL + *minute * 60LL + *second -
-                               *offset);
+    const auto seconds = static_cast<double>(dayCount * 86400LL + *hour * 3600LL + *minute * 60LL +
+                                             *second - *offset);
+    // An offset can carry a time past either end of the four-digit years, where it could not
+    // be written back.
+    if (seconds < earliestSeconds || seconds >= endSeconds) {
+        return std::nullopt;
+    }
+    return seconds;
 }
 
 }  // namespace tallowbeck::InternetDateTime

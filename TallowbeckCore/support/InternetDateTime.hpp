@@ -12,7 +12,8 @@ namespace tallowbeck::InternetDateTime {
 std::string text(double secondsSince1970);
 
 // Reads "YYYY-MM-DDTHH:MM:SS" followed by "Z" or a "+HH:MM"/"-HH:MM" offset, with no fraction.
-// Anything else, including an impossible calendar date, gives nothing.
+// Anything else, including an impossible calendar date or a time that `text` could not write,
+// gives nothing.
 std::optional<double> secondsSince1970(std::string_view text) noexcept;
 
 }  // namespace tallowbeck::InternetDateTime

@@ -47,6 +47,12 @@ TEST(InternetDateTimeTests, ReadsNumericOffsets) {
     EXPECT_EQ(InternetDateTime::secondsSince1970("2024-05-01T12:34:56-00:00"), mayFirst);
 }
 
+TEST(InternetDateTimeTests, RejectsOffsetsThatLeaveTheFourDigitYears) {
+    EXPECT_FALSE(InternetDateTime::secondsSince1970("0000-01-01T00:30:00+01:00"));
+    EXPECT_FALSE(InternetDateTime::secondsSince1970("9999-12-31T23:30:00-01:00"));
+    EXPECT_EQ(InternetDateTime::secondsSince1970("0000-01-01T01:00:00+01:00"), -62167219200.0);
+}
+
 TEST(InternetDateTimeTests, RejectsAnythingElse) {
     for (const std::string_view text : {
              "",
