@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "TallowbeckCore/history/TemperatureSample.hpp"
 #include "TallowbeckCore/metrics/SystemMetrics.hpp"
 
 namespace CLI {
@@ -10,13 +11,18 @@ class App;
 
 namespace tallowbeck::cli {
 
-// `tallowbeck status`: the machine's load as the library measures it.
+// `tallowbeck status`: the machine's load and temperatures as the library measures them.
 class StatusCommand {
 public:
+    struct Readings {
+        SystemMetrics metrics;
+        TemperatureSample temperatures;  // with the die temperatures filled in
+    };
+
     explicit StatusCommand(CLI::App& app);
 
-    static std::string humanReport(const SystemMetrics& metrics);
-    static std::string jsonReport(const SystemMetrics& metrics);
+    static std::string humanReport(const Readings& readings);
+    static std::string jsonReport(const Readings& readings);
 
 private:
     void run() const;

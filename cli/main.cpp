@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 
+#include "cli/SampleCommand.hpp"
 #include "cli/StatusCommand.hpp"
 
 namespace {
@@ -16,9 +17,10 @@ bool isRequestForInformation(const CLI::ParseError& error) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{"CPU, memory and disk figures of this machine", "tallowbeck"};
+    CLI::App app{"CPU, memory, disk and temperature figures of this machine", "tallowbeck"};
     app.set_version_flag("--version", TALLOWBECK_VERSION);
     const tallowbeck::cli::StatusCommand status(app);
+    const tallowbeck::cli::SampleCommand sample(app);
 
     try {
         app.parse(argc, argv);

@@ -1,8 +1,9 @@
 # Compiles each TallowbeckCore/platform/darwin/*.cpp for syntax only, as a Mac build would see
-# it, and fails when any of them does not compile. The sources are found when the test runs, so
-# a new file is covered without reconfiguring.
+# it, and each *.mm the same way as Objective-C++, and fails when any of them does not compile.
+# The sources are found when the test runs, so a new file is covered without reconfiguring.
 #
-#   cmake -DCXX_COMPILER=<c++> -DSOURCE_DIR=<repository> [-DWARNINGS="<flags>"] -P <this file>
+#   cmake -DCXX_COMPILER=<c++> -DSOURCE_DIR=<repository> [-DOBJCXX_COMPILER=<c++ that parses
+#         Objective-C++>] [-DWARNINGS="<flags>"] -P <this file>
 
 foreach(variable IN ITEMS CXX_COMPILER SOURCE_DIR)
   if(NOT DEFINED ${variable})
@@ -12,15 +13,18 @@ endforeach()
 separate_arguments(warnings UNIX_COMMAND "${WARNINGS}")
 
 file(GLOB sources "${SOURCE_DIR}/TallowbeckCore/platform/darwin/*.cpp")
+file(GLOB objcxx_sources "${SOURCE_DIR}/TallowbeckCore/platform/darwin/*.mm")
 if(NOT sources)
   message(FATAL_ERROR "No Darwin sources in ${SOURCE_DIR}/TallowbeckCore/platform/darwin")
 endif()
 
 set(failures "")
-foreach(source IN LISTS sources)
+# Compiles `source` with `compiler` and the language options given after the source; a source
+# that does not compile is added to `failures`.
+macro(check_syntax compiler source)
   execute_process(
-    COMMAND ${CXX_COMPILER} -std=c++20 -fsyntax-only -D__APPLE__ -Wall -Wextra -Werror ${warnings}
-      -isystem ${SOURCE_DIR}/tests/darwin-sdk -I${SOURCE_DIR} ${source}
+    COMMAND ${compiler} ${ARGN} -std=c++20 -fsyntax-only -D__APPLE__ -Wall -Wextra -Werror
+      ${warnings} -isystem ${SOURCE_DIR}/tests/darwin-sdk -I${SOURCE_DIR} ${source}
     RESULT_VARIABLE result
     OUTPUT_VARIABLE diagnostics
     ERROR_VARIABLE diagnostics)
@@ -29,6 +33,19 @@ foreach(source IN LISTS sources)
     message(STATUS "compiles: ${name}")
   else()
     message("does not compile: ${name}\n${diagnostics}")
+    list(APPEND failures "${name}")
+  endif()
+endmacro()
+
+foreach(source IN LISTS sources)
+  check_syntax(${CXX_COMPILER} ${source})
+endforeach()
+foreach(source IN LISTS objcxx_sources)
+  if(OBJCXX_COMPILER)
+    check_syntax(${OBJCXX_COMPILER} ${source} -x objective-c++ -fobjc-runtime=macosx)
+  else()
+    file(RELATIVE_PATH name "${SOURCE_DIR}" "${source}")
+    message("not checked, no compiler for Objective-C++ (clang++) was found: ${name}")
     list(APPEND failures "${name}")
   endif()
 endforeach()

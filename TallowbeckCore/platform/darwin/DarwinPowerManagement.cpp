@@ -11,12 +11,6 @@ namespace {
 
 constexpr std::uint32_t clamshellSleepStateSelector = 12;
 
-CFOwned<CFStringRef> makeCFString(std::string_view text) noexcept {
-    return CFOwned<CFStringRef>{
-        CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
-                                static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false)};
-}
-
 std::int32_t callClamshellSleepState(io_connect_t connection, bool disabled) noexcept {
     const std::uint64_t input = disabled ? 1 : 0;
     std::uint32_t outputCount = 0;

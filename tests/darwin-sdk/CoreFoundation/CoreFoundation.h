@@ -26,6 +26,7 @@ typedef enum CFStringBuiltInEncodings CFStringBuiltInEncodings;
 
 enum CFNumberType : CFIndex {
     kCFNumberSInt64Type = 4,
+    kCFNumberDoubleType = 13,
 };
 typedef enum CFNumberType CFNumberType;
 

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string_view>
+
+#include "TallowbeckCore/platform/RegistryProperties.hpp"
+
+namespace tallowbeck {
+
+// The registry properties the core library asks for, from the kernel's files below a root path.
+// A service is found when the device standing for it is there; a key of a found service that
+// has no counterpart here is a missing property, as on a machine whose service lacks it.
+//
+// "AppleSmartBattery": the first folder, by name, of <root>/sys/class/power_supply whose "type"
+// is "Battery" and whose "scope" is not "Device" (the battery of a mouse or a game pad is not the
+// notebook's); none is a missing service, as on a desktop.
+//   "Temperature": its "temp" attribute, in tenths of a degree Celsius, given as hundredths (times
+//   10) like the registry's value. No readable "temp" is a missing property (the driver has no
+//   sensor, or cannot measure right now); text that is not an integer is of another kind.
+//
+// "IOPMrootDomain": the first ACPI lid button, by name, in <root>/proc/acpi/button/lid; none is a
+// missing service (a desktop).
+//   "AppleClamshellState": the button's "state" file, "state:      open" giving 0 and "closed"
+//   giving 1. No readable file is a missing property; any other state text is of another kind.
+//
+// Every other service is missing.
+class LinuxRegistryProperties final : public RegistryProperties {
+public:
+    explicit LinuxRegistryProperties(const std::filesystem::path& root = "/");
+
+    Property property(std::string_view serviceClass, std::string_view key) noexcept override;
+
+private:
+    Property batteryProperty(std::string_view key) const noexcept;
+    Property rootDomainProperty(std::string_view key) const noexcept;
+    std::optional<std::filesystem::path> systemBattery() const noexcept;
+
+    std::filesystem::path powerSupplyFolder_;
+    std::filesystem::path lidFolder_;
+};
+
+}  // namespace tallowbeck

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tallowbeck::UTF8 {
+
+// `bytes` as well-formed UTF-8: well-formed characters are kept, and each maximal subpart of an
+// ill-formed sequence (the longest start of a well-formed sequence that is there, or else one
+// byte) becomes U+FFFD. Overlong forms, surrogates and values above U+10FFFF are ill-formed.
+std::string replacingInvalidSequences(std::string_view bytes);
+
+}  // namespace tallowbeck::UTF8

@@ -1,0 +1,78 @@
+#include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
+
+#include <string_view>
+
+#include "TallowbeckCore/support/UUID.hpp"
+#include "TallowbeckCore/support/WallClock.hpp"
+
+namespace tallowbeck {
+namespace {
+
+using Kind = RegistryProperties::Property::Kind;
+
+constexpr std::string_view batteryService = "AppleSmartBattery";
+constexpr std::string_view batteryTemperatureKey = "Temperature";
+constexpr std::string_view rootDomainService = "IOPMrootDomain";
+constexpr std::string_view clamshellStateKey = "AppleClamshellState";
+
+// The battery reports hundredths of a degree.
+constexpr double hundredthsPerDegree = 100.0;
+constexpr double lowestBatteryCelsius = 0.0;
+constexpr double highestBatteryCelsius = 100.0;
+
+// A value outside the range (NaN included) is a faulty sensor, not a temperature.
+std::optional<double> plausibleBatteryCelsius(double celsius) noexcept {
+    if (!(celsius >= lowestBatteryCelsius && celsius <= highestBatteryCelsius)) {
+        return std::nullopt;
+    }
+    return celsius;
+}
+
+}  // namespace
+
+MacTemperatureSensor::MacTemperatureSensor(RegistryProperties& registry,
+                                           ProcessThermalState& thermalState, SMCUserClient& smc,
+                                           SystemValues& values)
+    : chipSensor(values), registry_(registry), thermalState_(thermalState), smc_(smc) {}
+
+TemperatureSample MacTemperatureSensor::readSample(bool sessionActive) noexcept {
+    const std::optional<double> batteryCelsius = readBatteryCelsius();
+    const SystemThermalState thermalState = currentThermalState();
+    const bool lidClosed = readLidClosed();
+    return TemperatureSample(UUID::random(), WallClock::now(), batteryCelsius, std::nullopt,
+                             std::nullopt, thermalState, sessionActive, lidClosed);
+}
+
+ChipTemperatureReading MacTemperatureSensor::readChipTemperatures() noexcept {
+    return chipSensor.readTemperatures(smc_);
+}
+
+std::optional<double> MacTemperatureSensor::readBatteryCelsius() const noexcept {
+    const RegistryProperties::Property temperature =
+        registry_.property(batteryService, batteryTemperatureKey);
+    if (temperature.kind != Kind::number) {
+        return std::nullopt;
+    }
+    return plausibleBatteryCelsius(temperature.number / hundredthsPerDegree);
+}
+
+SystemThermalState MacTemperatureSensor::currentThermalState() const noexcept {
+    switch (thermalState_.level()) {
+        case 1:
+            return SystemThermalState::fair;
+        case 2:
+            return SystemThermalState::serious;
+        case 3:
+            return SystemThermalState::critical;
+        default:
+            return SystemThermalState::nominal;
+    }
+}
+
+bool MacTemperatureSensor::readLidClosed() const noexcept {
+    const RegistryProperties::Property clamshell =
+        registry_.property(rootDomainService, clamshellStateKey);
+    return clamshell.kind == Kind::number && clamshell.number != 0.0;
+}
+
+}  // namespace tallowbeck

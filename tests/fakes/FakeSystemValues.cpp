@@ -1,0 +1,29 @@
+#include "tests/fakes/FakeSystemValues.hpp"
+
+#include <algorithm>
+
+namespace tallowbeck::testing {
+
+std::optional<std::size_t> FakeSystemValues::valueLength(const char* name) noexcept {
+    ++lengthQueries;
+    const auto value = values.find(name);
+    if (lengthQueryFails || value == values.end()) {
+        return std::nullopt;
+    }
+    return value->second.size();
+}
+
+std::optional<std::size_t> FakeSystemValues::readValue(const char* name,
+                                                       std::span<char> buffer) noexcept {
+    ++reads;
+    lastReadBufferSize = buffer.size();
+    lastReadBufferZeroed = std::ranges::all_of(buffer, [](char byte) { return byte == '\0'; });
+    const auto value = values.find(name);
+    if (readFails || value == values.end() || value->second.size() > buffer.size()) {
+        return std::nullopt;
+    }
+    std::ranges::copy(value->second, buffer.begin());
+    return value->second.size();
+}
+
+}  // namespace tallowbeck::testing

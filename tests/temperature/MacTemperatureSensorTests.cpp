@@ -1,0 +1,237 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TallowbeckCore/support/WallClock.hpp"
+#include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
+#include "TallowbeckCore/temperature/TemperatureReading.hpp"
+#include "tests/fakes/FakeProcessThermalState.hpp"
+#include "tests/fakes/FakeRegistryProperties.hpp"
+#include "tests/fakes/FakeSMC.hpp"
+#include "tests/fakes/FakeSystemValues.hpp"
+
+namespace tallowbeck {
+namespace {
+
+using testing::FakeProcessThermalState;
+using testing::FakeRegistryProperties;
+using testing::FakeSMC;
+using testing::FakeSystemValues;
+using Kind = RegistryProperties::Property::Kind;
+
+constexpr const char* battery = "AppleSmartBattery";
+constexpr const char* temperature = "Temperature";
+constexpr const char* rootDomain = "IOPMrootDomain";
+constexpr const char* clamshell = "AppleClamshellState";
+
+class MacTemperatureSensorTests : public ::testing::Test {
+protected:
+    MacTemperatureSensor makeSensor() {
+        return MacTemperatureSensor(registry, thermalState, smc, values);
+    }
+
+    void useSupportedChip() {
+        values.values["machdep.cpu.brand_string"] = std::string("Apple M1\0", 9);
+    }
+
+    std::optional<double> batteryCelsiusFor(double hundredths) {
+        registry.prepareNumber(battery, temperature, hundredths);
+        return makeSensor().readSample(false).batteryCelsius();
+    }
+
+    FakeRegistryProperties registry;
+    FakeProcessThermalState thermalState;
+    FakeSMC smc;
+    FakeSystemValues values;
+};
+
+// --- battery temperature ---
+
+TEST_F(MacTemperatureSensorTests, TheBatteryTemperatureIsReadInHundredthsOfADegree) {
+    EXPECT_EQ(batteryCelsiusFor(3012), 30.12);
+}
+
+TEST_F(MacTemperatureSensorTests, BothEndsOfTheBatteryRangeAreAccepted) {
+    EXPECT_EQ(batteryCelsiusFor(0), 0.0);
+    EXPECT_EQ(batteryCelsiusFor(10000), 100.0);
+}
+
+TEST_F(MacTemperatureSensorTests, ABatteryTemperatureOutsideTheRangeIsAbsent) {
+    EXPECT_EQ(batteryCelsiusFor(10001), std::nullopt);
+    EXPECT_EQ(batteryCelsiusFor(-1), std::nullopt);
+}
+
+TEST_F(MacTemperatureSensorTests, ABatteryTemperatureThatIsNotANumberIsAbsent) {
+    registry.prepareKind(battery, temperature, Kind::otherKind);
+    EXPECT_EQ(makeSensor().readSample(false).batteryCelsius(), std::nullopt);
+}
+
+TEST_F(MacTemperatureSensorTests, AMissingBatteryTemperatureIsAbsent) {
+    registry.prepareKind(battery, temperature, Kind::propertyMissing);
+    EXPECT_EQ(makeSensor().readSample(false).batteryCelsius(), std::nullopt);
+}
+
+TEST_F(MacTemperatureSensorTests, WithoutABatteryTheThermalAndLidStatesAreStillRead) {
+    thermalState.reportedLevel = 2;
+    registry.prepareNumber(rootDomain, clamshell, 1);
+    const TemperatureSample sample = makeSensor().readSample(false);
+    EXPECT_EQ(sample.batteryCelsius(), std::nullopt);
+    EXPECT_EQ(sample.thermalState(), SystemThermalState::serious);
+    EXPECT_TRUE(sample.lidClosed());
+}
+
+// --- thermal state ---
+
+TEST_F(MacTemperatureSensorTests, TheFourSystemLevelsBecomeTheFourThermalStates) {
+    const std::vector<SystemThermalState> expected{
+        SystemThermalState::nominal, SystemThermalState::fair, SystemThermalState::serious,
+        SystemThermalState::critical};
+    for (std::int64_t level = 0; level < 4; ++level) {
+        thermalState.reportedLevel = level;
+        EXPECT_EQ(makeSensor().readSample(false).thermalState(),
+                  expected[static_cast<std::size_t>(level)])
+            << level;
+    }
+}
+
+TEST_F(MacTemperatureSensorTests, AnUnknownSystemLevelIsNominal) {
+    for (const std::int64_t level : {std::int64_t{7}, std::int64_t{4}, std::int64_t{-1}}) {
+        thermalState.reportedLevel = level;
+        EXPECT_EQ(makeSensor().readSample(false).thermalState(), SystemThermalState::nominal)
+            << level;
+    }
+}
+
+// --- lid ---
+
+TEST_F(MacTemperatureSensorTests, AClamshellStateOfOneIsAClosedLid) {
+    registry.prepareNumber(rootDomain, clamshell, 1);
+    EXPECT_TRUE(makeSensor().readSample(false).lidClosed());
+}
+
+TEST_F(MacTemperatureSensorTests, AClamshellStateOfZeroIsAnOpenLid) {
+    registry.prepareNumber(rootDomain, clamshell, 0);
+    EXPECT_FALSE(makeSensor().readSample(false).lidClosed());
+}
+
+TEST_F(MacTemperatureSensorTests, AMissingOrUnreadableClamshellStateIsAnOpenLid) {
+    for (const Kind kind : {Kind::propertyMissing, Kind::serviceMissing, Kind::otherKind}) {
+        registry.prepareKind(rootDomain, clamshell, kind);
+        EXPECT_FALSE(makeSensor().readSample(false).lidClosed()) << static_cast<int>(kind);
+    }
+}
+
+// --- the sample ---
+
+TEST_F(MacTemperatureSensorTests, ASampleCarriesTheSessionFlagAndNeverChipTemperatures) {
+    useSupportedChip();
+    smc.prepareFloatKey("Tp09", 61.5f);
+    smc.prepareFloatKey("Tg05", 48.0f);
+    MacTemperatureSensor sensor = makeSensor();
+
+    const TemperatureSample active = sensor.readSample(true);
+    EXPECT_TRUE(active.sessionActive());
+    EXPECT_EQ(active.cpuCelsius(), std::nullopt);
+    EXPECT_EQ(active.gpuCelsius(), std::nullopt);
+    EXPECT_FALSE(sensor.readSample(false).sessionActive());
+    EXPECT_EQ(smc.openCount, 0);
+}
+
+TEST_F(MacTemperatureSensorTests, ASampleReadsBatteryThenThermalStateThenLid) {
+    // Notes how many registry lookups had been made when the thermal state was asked for.
+    struct ThermalStateAfterLookups final : ProcessThermalState {
+        explicit ThermalStateAfterLookups(const FakeRegistryProperties& registry)
+            : registry_(registry) {}
+        std::int64_t level() noexcept override {
+            lookupsBefore.push_back(registry_.lookups.size());
+            return 0;
+        }
+        std::vector<std::size_t> lookupsBefore;
+        const FakeRegistryProperties& registry_;
+    };
+    ThermalStateAfterLookups noting(registry);
+    MacTemperatureSensor(registry, noting, smc, values).readSample(false);
+
+    const std::vector<FakeRegistryProperties::Lookup> expected{{battery, temperature},
+                                                               {rootDomain, clamshell}};
+    EXPECT_EQ(registry.lookups, expected);
+    EXPECT_EQ(noting.lookupsBefore, std::vector<std::size_t>{1});
+}
+
+TEST_F(MacTemperatureSensorTests, EverySampleHasANewIdentityAndTheTimeItWasTaken) {
+    MacTemperatureSensor sensor = makeSensor();
+    const double before = WallClock::now();
+    const TemperatureSample first = sensor.readSample(false);
+    const TemperatureSample second = sensor.readSample(false);
+    const double after = WallClock::now();
+    EXPECT_NE(first.id(), second.id());
+    EXPECT_GE(first.recordedAt(), before);
+    EXPECT_LE(second.recordedAt(), after);
+    EXPECT_EQ(thermalState.queries, 2);
+}
+
+// --- chip temperatures ---
+
+TEST_F(MacTemperatureSensorTests, ChipTemperaturesComeFromTheChipSensor) {
+    useSupportedChip();
+    smc.prepareFloatKey("Tp09", 45.0f);
+    smc.prepareFloatKey("Tp0T", 61.5f);
+    smc.prepareFloatKey("Tg05", 38.5f);
+    MacTemperatureSensor sensor = makeSensor();
+    const double before = WallClock::now();
+    const ChipTemperatureReading reading = sensor.readChipTemperatures();
+
+    EXPECT_TRUE(sensor.chipSensor.supported);
+    EXPECT_EQ(reading.cpuCelsius, 61.5);
+    EXPECT_EQ(reading.gpuCelsius, 38.5);
+    EXPECT_GE(reading.recordedAt, before);
+    EXPECT_LE(reading.recordedAt, WallClock::now());
+    EXPECT_EQ(smc.openCount, 1);
+    EXPECT_TRUE(registry.lookups.empty());
+}
+
+TEST_F(MacTemperatureSensorTests, AnUnsupportedChipGivesNoChipTemperaturesAndNoCall) {
+    values.values["machdep.cpu.brand_string"] = std::string("Apple M2\0", 9);
+    smc.prepareFloatKey("Tp09", 45.0f);
+    MacTemperatureSensor sensor = makeSensor();
+    const ChipTemperatureReading reading = sensor.readChipTemperatures();
+
+    EXPECT_FALSE(sensor.chipSensor.supported);
+    EXPECT_EQ(reading.cpuCelsius, std::nullopt);
+    EXPECT_EQ(reading.gpuCelsius, std::nullopt);
+    EXPECT_EQ(smc.openCount, 0);
+}
+
+TEST_F(MacTemperatureSensorTests, TheBrandStringIsReadOncePerSensor) {
+    useSupportedChip();
+    MacTemperatureSensor sensor = makeSensor();
+    sensor.readChipTemperatures();
+    sensor.readChipTemperatures();
+    sensor.readSample(false);
+    EXPECT_EQ(values.lengthQueries, 1);
+}
+
+// A source that only implements samples.
+class SamplesOnly final : public TemperatureReading {
+public:
+    TemperatureSample readSample(bool sessionActive) override {
+        return TemperatureSample(UUID::random(), WallClock::now(), std::nullopt, std::nullopt,
+                                 std::nullopt, SystemThermalState::nominal, sessionActive, false);
+    }
+};
+
+TEST(TemperatureReadingTests, ASourceWithoutAChipSensorGivesAReadingOfNowWithoutValues) {
+    SamplesOnly source;
+    const double before = WallClock::now();
+    const ChipTemperatureReading reading = source.readChipTemperatures();
+    EXPECT_EQ(reading.cpuCelsius, std::nullopt);
+    EXPECT_EQ(reading.gpuCelsius, std::nullopt);
+    EXPECT_GE(reading.recordedAt, before);
+    EXPECT_LE(reading.recordedAt, WallClock::now());
+}
+
+}  // namespace
+}  // namespace tallowbeck
