@@ -1,15 +1,14 @@
 #include "TallowbeckCore/platform/linux/LinuxHostStatistics.hpp"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <charconv>
 #include <initializer_list>
 #include <span>
 #include <string_view>
+
+#include "TallowbeckCore/platform/linux/KernelFile.hpp"
 
 namespace tallowbeck {
 
@@ -21,43 +20,8 @@ constexpr std::size_t statPrefixSize = 1024;
 // /proc/meminfo is about 1.5 KiB; the fields used here are in its first half.
 constexpr std::size_t meminfoPrefixSize = 8192;
 
-// One read into a caller's buffer: no allocation, no stream, no locale.
-std::optional<std::string_view> readPrefix(const char* path, std::span<char> buffer) noexcept {
-    const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) {
-        return std::nullopt;
-    }
-    std::size_t filled = 0;
-    bool failed = false;
-    while (filled < buffer.size()) {
-        const ssize_t count = ::read(descriptor, buffer.data() + filled, buffer.size() - filled);
-        if (count > 0) {
-            filled += static_cast<std::size_t>(count);
-        } else if (count == 0 || errno != EINTR) {
-            failed = count < 0;
-            break;
-        }
-    }
-    ::close(descriptor);
-    if (failed) {
-        return std::nullopt;
-    }
-    return std::string_view(buffer.data(), filled);
-}
-
 std::string_view firstLine(std::string_view text) noexcept {
     return text.substr(0, text.find('\n'));
-}
-
-// The whole of `token` as a decimal number.
-std::optional<std::uint64_t> parseNumber(std::string_view token) noexcept {
-    std::uint64_t value = 0;
-    const char* const end = token.data() + token.size();
-    const auto [next, error] = std::from_chars(token.data(), end, value);
-    if (error != std::errc{} || next != end) {
-        return std::nullopt;
-    }
-    return value;
 }
 
 std::string_view withoutLeadingBlanks(std::string_view text) noexcept {
@@ -74,7 +38,7 @@ std::optional<std::size_t> parseNumbers(std::string_view line,
     for (line = withoutLeadingBlanks(line); !line.empty(); line = withoutLeadingBlanks(line)) {
         const std::string_view token = line.substr(0, line.find(' '));
         line.remove_prefix(token.size());
-        const std::optional<std::uint64_t> value = parseNumber(token);
+        const std::optional<std::uint64_t> value = KernelFile::wholeNumber<std::uint64_t>(token);
         if (!value) {
             return std::nullopt;
         }
@@ -124,7 +88,7 @@ std::optional<MeminfoKilobytes> parseMeminfo(std::string_view text) noexcept {
         if (field.ends_with(" kB")) {
             field.remove_suffix(3);
         }
-        const std::optional<std::uint64_t> value = parseNumber(field);
+        const std::optional<std::uint64_t> value = KernelFile::wholeNumber<std::uint64_t>(field);
         if (!value) {
             return std::nullopt;
         }
@@ -182,7 +146,7 @@ LinuxHostStatistics::LinuxHostStatistics(const std::filesystem::path& root)
 
 std::optional<CPUTickCounters> LinuxHostStatistics::cpuTicks() noexcept {
     std::array<char, statPrefixSize> buffer;
-    const std::optional<std::string_view> text = readPrefix(statPath_.c_str(), buffer);
+    const std::optional<std::string_view> text = KernelFile::readPrefix(statPath_.c_str(), buffer);
     if (!text) {
         return std::nullopt;
     }
@@ -192,7 +156,8 @@ std::optional<CPUTickCounters> LinuxHostStatistics::cpuTicks() noexcept {
 std::optional<VirtualMemoryPages> LinuxHostStatistics::virtualMemoryPages() noexcept {
     const std::optional<std::uint64_t> size = pageSize();
     std::array<char, meminfoPrefixSize> buffer;
-    const std::optional<std::string_view> text = readPrefix(meminfoPath_.c_str(), buffer);
+    const std::optional<std::string_view> text =
+        KernelFile::readPrefix(meminfoPath_.c_str(), buffer);
     if (!size || !text) {
         return std::nullopt;
     }

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "TallowbeckCore/platform/linux/SysfsAttribute.hpp"
+#include "TallowbeckCore/platform/linux/KernelFile.hpp"
 
 namespace tallowbeck {
 namespace {
@@ -34,8 +34,8 @@ std::optional<std::int64_t> levelOfTripType(std::string_view type) noexcept {
 }
 
 std::optional<std::int64_t> readMillidegrees(const fs::path& path) noexcept {
-    const std::optional<std::string> text = SysfsAttribute::read(path);
-    return text ? SysfsAttribute::integer(*text) : std::nullopt;
+    const std::optional<std::string> text = KernelFile::readAttribute(path);
+    return text ? KernelFile::wholeNumber<std::int64_t>(*text) : std::nullopt;
 }
 
 fs::path tripPointFile(const fs::path& zone, int index, std::string_view attribute) {
@@ -52,7 +52,7 @@ std::int64_t zoneLevel(const fs::path& zone) noexcept {
     std::int64_t level = nominalLevel;
     for (int index = 0;; ++index) {
         const std::optional<std::string> type =
-            SysfsAttribute::read(tripPointFile(zone, index, "type"));
+            KernelFile::readAttribute(tripPointFile(zone, index, "type"));
         if (!type) {
             return level;
         }

@@ -4,7 +4,7 @@
 #include <system_error>
 #include <vector>
 
-#include "TallowbeckCore/platform/linux/SysfsAttribute.hpp"
+#include "TallowbeckCore/platform/linux/KernelFile.hpp"
 
 namespace tallowbeck {
 namespace {
@@ -90,11 +90,11 @@ RegistryProperties::Property LinuxRegistryProperties::batteryProperty(
         return withKind(Kind::serviceMissing);
     }
     const std::optional<std::string> temperature =
-        key == batteryTemperatureKey ? SysfsAttribute::read(*battery / "temp") : std::nullopt;
+        key == batteryTemperatureKey ? KernelFile::readAttribute(*battery / "temp") : std::nullopt;
     if (!temperature) {
         return withKind(Kind::propertyMissing);
     }
-    const std::optional<std::int64_t> tenths = SysfsAttribute::integer(*temperature);
+    const std::optional<std::int64_t> tenths = KernelFile::wholeNumber<std::int64_t>(*temperature);
     if (!tenths) {
         return withKind(Kind::otherKind);
     }
@@ -108,7 +108,7 @@ RegistryProperties::Property LinuxRegistryProperties::rootDomainProperty(
         return withKind(Kind::serviceMissing);
     }
     const std::optional<std::string> stateLine =
-        key == clamshellStateKey ? SysfsAttribute::read(*lid / "state") : std::nullopt;
+        key == clamshellStateKey ? KernelFile::readAttribute(*lid / "state") : std::nullopt;
     if (!stateLine) {
         return withKind(Kind::propertyMissing);
     }
@@ -117,8 +117,8 @@ RegistryProperties::Property LinuxRegistryProperties::rootDomainProperty(
 
 std::optional<fs::path> LinuxRegistryProperties::systemBattery() const noexcept {
     for (const fs::path& supply : sortedSubfolders(powerSupplyFolder_)) {
-        if (SysfsAttribute::read(supply / "type") == "Battery" &&
-            SysfsAttribute::read(supply / "scope") != "Device") {
+        if (KernelFile::readAttribute(supply / "type") == "Battery" &&
+            KernelFile::readAttribute(supply / "scope") != "Device") {
             return supply;
         }
     }

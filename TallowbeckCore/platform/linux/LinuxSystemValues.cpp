@@ -1,14 +1,18 @@
 #include "TallowbeckCore/platform/linux/LinuxSystemValues.hpp"
 
 #include <algorithm>
-#include <fstream>
+#include <array>
 #include <string_view>
+
+#include "TallowbeckCore/platform/linux/KernelFile.hpp"
 
 namespace tallowbeck {
 namespace {
 
 constexpr std::string_view brandStringName = "machdep.cpu.brand_string";
 constexpr std::string_view modelNameKey = "model name";
+// The first processor's block, which names the model within its first lines, fits well.
+constexpr std::size_t cpuinfoPrefixSize = 8192;
 
 // The value of a "key<tabs>: value" line whose key is `key`, or nothing for any other line.
 std::optional<std::string_view> valueOfLine(std::string_view line, std::string_view key) noexcept {
@@ -63,11 +67,15 @@ std::optional<std::string> LinuxSystemValues::value(const char* name) const noex
 }
 
 std::optional<std::string> LinuxSystemValues::processorModelName() const noexcept {
-    std::ifstream cpuinfo(cpuinfoPath_);
-    for (std::string line; std::getline(cpuinfo, line);) {
-        if (const std::optional<std::string_view> modelName = valueOfLine(line, modelNameKey)) {
+    std::array<char, cpuinfoPrefixSize> buffer;
+    std::optional<std::string_view> text = KernelFile::readPrefix(cpuinfoPath_.c_str(), buffer);
+    while (text && !text->empty()) {
+        const std::size_t lineEnd = std::min(text->find('\n'), text->size());
+        if (const std::optional<std::string_view> modelName =
+                valueOfLine(text->substr(0, lineEnd), modelNameKey)) {
             return std::string(*modelName);
         }
+        text->remove_prefix(std::min(lineEnd + 1, text->size()));
     }
     return std::nullopt;
 }
