@@ -40,7 +40,7 @@ TEST(UTF8Tests, WellFormedCharactersOfEveryLengthAreKept) {
 }
 
 TEST(UTF8Tests, ALoneContinuationByteBecomesOneReplacement) {
-    EXPECT_EQ(replacingInvalidSequences("a\x80z"), "a" + replacements(1) + "z");
+    EXPECT_EQ(replacingInvalidSequences("a\x80z"), "a"s + replacements(1) + "z");
     EXPECT_EQ(replacingInvalidSequences("\x80\xBF"), replacements(2));
 }
 
@@ -75,7 +75,7 @@ TEST(UTF8Tests, ATruncatedSequenceBecomesOneReplacement) {
     EXPECT_EQ(replacingInvalidSequences("\xE2\x82"), replacements(1));
     EXPECT_EQ(replacingInvalidSequences("\xF0\x9F\x8C"), replacements(1));
     EXPECT_EQ(replacingInvalidSequences("\xC3"), replacements(1));
-    EXPECT_EQ(replacingInvalidSequences("ab\xF4\x8F"), "ab" + replacements(1));
+    EXPECT_EQ(replacingInvalidSequences("ab\xF4\x8F"), "ab"s + replacements(1));
 }
 
 TEST(UTF8Tests, AnInterruptedSequenceLosesOnlyItsStart) {
@@ -89,7 +89,7 @@ TEST(UTF8Tests, EachMaximalSubpartBecomesOneReplacement) {
     // The standard's worked example: a, a truncated four-byte sequence, a truncated three-byte
     // sequence, a lone lead byte, b, a lone continuation byte, c, two continuation bytes, d.
     EXPECT_EQ(replacingInvalidSequences("\x61\xF1\x80\x80\xE1\x80\xC2\x62\x80\x63\x80\xBF\x64"),
-              "a" + replacements(3) + "b" + replacements(1) + "c" + replacements(2) + "d");
+              "a"s + replacements(3) + "b" + replacements(1) + "c" + replacements(2) + "d");
 }
 
 TEST(UTF8Tests, ATooLongSequenceEndsInLoneContinuationBytes) {
