@@ -70,11 +70,18 @@ TemperatureSample TemperatureSample::fromJSON(std::string_view text) {
 }
 
 TemperatureSample TemperatureSample::fromJSON(const JSONObject& object) {
-    return TemperatureSample(
-        decodeID(object), decodeRecordedAt(object), object.optionalNumber("batteryCelsius"),
-        object.optionalNumber("cpuCelsius"), object.optionalNumber("gpuCelsius"),
-        decodeThermalState(object), object.requiredBool("sessionActive"),
-        object.optionalBool("lidClosed").value_or(false));
+    // One member after the other, so that the error names the first bad member whatever order
+    // the compiler evaluates arguments in.
+    const UUID id = decodeID(object);
+    const double recordedAt = decodeRecordedAt(object);
+    const std::optional<double> batteryCelsius = object.optionalNumber("batteryCelsius");
+    const std::optional<double> cpuCelsius = object.optionalNumber("cpuCelsius");
+    const std::optional<double> gpuCelsius = object.optionalNumber("gpuCelsius");
+    const SystemThermalState thermalState = decodeThermalState(object);
+    const bool sessionActive = object.requiredBool("sessionActive");
+    const bool lidClosed = object.optionalBool("lidClosed").value_or(false);
+    return TemperatureSample(id, recordedAt, batteryCelsius, cpuCelsius, gpuCelsius, thermalState,
+                             sessionActive, lidClosed);
 }
 
 }  // namespace tallowbeck

@@ -18,4 +18,7 @@ std::string describe(const std::string& key, std::string_view problem) {
 DecodingError::DecodingError(Kind kind, std::string key, std::string_view problem)
     : std::runtime_error(describe(key, problem)), kind_(kind), key_(std::move(key)) {}
 
+DecodingError::DecodingError(const DecodingError& cause, const std::string& message)
+    : std::runtime_error(message), kind_(cause.kind_), key_(cause.key_) {}
+
 }  // namespace tallowbeck

@@ -22,6 +22,10 @@ public:
     Kind kind() const noexcept { return kind_; }
     const std::string& key() const noexcept { return key_; }
 
+protected:
+    // The same error seen from a wider context: `message` becomes what() as it stands.
+    DecodingError(const DecodingError& cause, const std::string& message);
+
 private:
     Kind kind_;
     std::string key_;

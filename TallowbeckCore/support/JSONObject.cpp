@@ -95,4 +95,20 @@ std::optional<double> JSONObject::optionalNumber(std::string_view key) const {
     return number(*element, key);
 }
 
+std::optional<std::string_view> JSONObject::optionalString(std::string_view key) const {
+    const std::optional<simdjson::dom::element> element = member(key);
+    if (!element) {
+        return std::nullopt;
+    }
+    return typed<std::string_view>(*element, key, "a string");
+}
+
+std::optional<JSONObject> JSONObject::optionalObject(std::string_view key) const {
+    const std::optional<simdjson::dom::element> element = member(key);
+    if (!element) {
+        return std::nullopt;
+    }
+    return JSONObject(typed<simdjson::dom::object>(*element, key, "an object"));
+}
+
 }  // namespace tallowbeck

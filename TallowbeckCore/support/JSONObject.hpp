@@ -30,6 +30,8 @@ public:
     // Missing and null both give nothing.
     std::optional<bool> optionalBool(std::string_view key) const;
     std::optional<double> optionalNumber(std::string_view key) const;
+    std::optional<std::string_view> optionalString(std::string_view key) const;
+    std::optional<JSONObject> optionalObject(std::string_view key) const;
 
 private:
     // The member's value; nothing when it is missing or null.

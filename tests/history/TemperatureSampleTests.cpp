@@ -125,6 +125,14 @@ TEST(TemperatureSampleTests, EveryRequiredKeyIsRequired) {
     }
 }
 
+TEST(TemperatureSampleTests, TheFirstBadMemberInFieldOrderIsNamed) {
+    expectDecodingError("{\"thermalState\":1}", Kind::keyNotFound, "id");
+    expectDecodingError(
+        "{\"id\":\"e621e1f8-c36c-495a-93fc-0c247a3e6e5f\",\"recordedAt\":\"2024-05-01T12:00:00Z\","
+        "\"thermalState\":\"hot\"}",
+        Kind::dataCorrupted, "thermalState");
+}
+
 TEST(TemperatureSampleTests, ThermalStateMustBeOneOfTheExactTexts) {
     expectDecodingError(objectText("thermalState", "\"thermalState\":\"Nominal\""),
                         Kind::dataCorrupted, "thermalState");

@@ -1,0 +1,147 @@
+#include "TallowbeckCore/history/HistoryFileFormat.hpp"
+
+#include <simdjson.h>
+
+#include <algorithm>
+#include <limits>
+#include <unordered_set>
+
+#include "TallowbeckCore/history/CorruptJournalEntryError.hpp"
+#include "TallowbeckCore/history/HistoryDecodingError.hpp"
+#include "TallowbeckCore/support/JSONObject.hpp"
+#include "TallowbeckCore/support/JSONWriter.hpp"
+
+namespace tallowbeck {
+
+namespace {
+
+JournalEntry decodeLine(simdjson::dom::parser& parser, std::string_view line,
+                        std::uint64_t lineNumber) {
+    try {
+        return JournalEntry::fromJSON(JSONObject::parse(parser, line));
+    } catch (const DecodingError& error) {
+        throw HistoryDecodingError(error, lineNumber, std::string(line));
+    }
+}
+
+void checkShapes(std::span<const JournalEntry> entries) {
+    const auto invalid = std::ranges::find_if(entries, [](const JournalEntry& entry) {
+        return !entry.isSampleEntry() && !entry.isResetEntry();
+    });
+    if (invalid != entries.end()) {
+        throw CorruptJournalEntryError(static_cast<std::uint64_t>(invalid - entries.begin()) + 1);
+    }
+}
+
+simdjson::dom::array parseArray(simdjson::dom::parser& parser, std::string_view bytes) {
+    simdjson::dom::element root;
+    if (const auto error = parser.parse(bytes.data(), bytes.size()).get(root)) {
+        throw DecodingError(DecodingError::Kind::dataCorrupted, "",
+                            std::string("malformed JSON: ") + simdjson::error_message(error));
+    }
+    simdjson::dom::array array;
+    if (root.get(array) != simdjson::SUCCESS) {
+        throw DecodingError(DecodingError::Kind::typeMismatch, "", "not a JSON array");
+    }
+    return array;
+}
+
+// The journal's samples that no cutoff written after them drops, in the order written, and the
+// latest cutoff of all; nothing before the last reset counts.
+struct JournalOutcome {
+    std::vector<TemperatureSample> keptSamples;
+    double finalCutoff = -std::numeric_limits<double>::infinity();
+    bool reset = false;
+};
+
+JournalOutcome walkBackwards(std::span<const JournalEntry> journal) {
+    JournalOutcome outcome;
+    for (auto entry = journal.rbegin(); entry != journal.rend(); ++entry) {
+        if (entry->isResetEntry()) {
+            outcome.reset = true;
+            break;
+        }
+        if (entry->sample->recordedAt() >= outcome.finalCutoff) {
+            outcome.keptSamples.push_back(*entry->sample);
+        }
+        outcome.finalCutoff = std::max(outcome.finalCutoff, *entry->cutoff);
+    }
+    std::ranges::reverse(outcome.keptSamples);
+    return outcome;
+}
+
+}  // namespace
+
+bool HistoryFileFormat::Journal::containsReset() const noexcept {
+    return std::ranges::any_of(entries, &JournalEntry::isResetEntry);
+}
+
+HistoryFileFormat::Journal HistoryFileFormat::decodeJournal(std::string_view bytes) {
+    Journal journal;
+    simdjson::dom::parser parser;
+    std::size_t lineStart = 0;
+    for (std::size_t lineEnd = bytes.find('\n'); lineEnd != std::string_view::npos;
+         lineEnd = bytes.find('\n', lineStart)) {
+        journal.entries.push_back(decodeLine(parser, bytes.substr(lineStart, lineEnd - lineStart),
+                                             journal.entries.size() + 1));
+        lineStart = lineEnd + 1;
+    }
+    checkShapes(journal.entries);
+    journal.validLength = lineStart;
+    return journal;
+}
+
+std::vector<TemperatureSample> HistoryFileFormat::decodeSnapshot(std::string_view bytes) {
+    try {
+        simdjson::dom::parser parser;
+        const simdjson::dom::array array = parseArray(parser, bytes);
+        std::vector<TemperatureSample> samples;
+        samples.reserve(array.size());
+        for (const simdjson::dom::element element : array) {
+            samples.push_back(TemperatureSample::fromJSON(JSONObject::from(element, "an item")));
+        }
+        return samples;
+    } catch (const DecodingError& error) {
+        throw HistoryDecodingError(error);
+    }
+}
+
+std::string HistoryFileFormat::encodeSnapshot(std::span<const TemperatureSample> samples) {
+    JSONWriter json;
+    json.beginArray();
+    for (const TemperatureSample& sample : samples) {
+        sample.writeJSON(json);
+    }
+    return json.endArray().text();
+}
+
+std::vector<TemperatureSample> HistoryFileFormat::fold(std::vector<TemperatureSample> snapshot,
+                                                       std::span<const JournalEntry> journal) {
+    const JournalOutcome outcome = walkBackwards(journal);
+    if (outcome.reset) {
+        snapshot.clear();
+    }
+    std::erase_if(snapshot, [&](const TemperatureSample& sample) {
+        return sample.recordedAt() < outcome.finalCutoff;
+    });
+
+    // Only ids that occur in the journal can repeat, and the journal is the short part.
+    std::unordered_set<UUID> journalIDs;
+    for (const TemperatureSample& sample : outcome.keptSamples) {
+        journalIDs.insert(sample.id());
+    }
+    std::unordered_set<UUID> taken;
+    for (const TemperatureSample& sample : snapshot) {
+        if (journalIDs.contains(sample.id())) {
+            taken.insert(sample.id());
+        }
+    }
+    for (const TemperatureSample& sample : outcome.keptSamples) {
+        if (taken.insert(sample.id()).second) {
+            snapshot.push_back(sample);
+        }
+    }
+    return snapshot;
+}
+
+}  // namespace tallowbeck

@@ -1,0 +1,93 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "TallowbeckCore/history/CachedHistory.hpp"
+#include "tests/testing/Samples.hpp"
+
+namespace tallowbeck {
+namespace {
+
+using testing::recordedAgain;
+using testing::sampleAt;
+
+std::vector<TemperatureSample> listOf(std::span<const TemperatureSample> samples) {
+    return {samples.begin(), samples.end()};
+}
+
+std::vector<TemperatureSample> samplesAt(std::initializer_list<double> times) {
+    std::vector<TemperatureSample> samples;
+    for (const double time : times) {
+        samples.push_back(sampleAt(time));
+    }
+    return samples;
+}
+
+TEST(CachedHistoryTests, TrimsATimeOrderedHistoryFromTheFront) {
+    const std::vector<TemperatureSample> samples = samplesAt({10, 20, 20, 30});
+    CachedHistory history(samples);
+    history.removeRecordedBefore(20);
+    EXPECT_EQ(listOf(history.samples()), std::vector(samples.begin() + 1, samples.end()));
+    history.removeRecordedBefore(31);
+    EXPECT_TRUE(history.samples().empty());
+}
+
+TEST(CachedHistoryTests, TrimsAnUnorderedHistoryKeepingTheOrderOfTheRest) {
+    const std::vector<TemperatureSample> samples = samplesAt({30, 10, 25, 5, 40});
+    CachedHistory history(samples);
+    history.removeRecordedBefore(25);
+    EXPECT_EQ(listOf(history.samples()), (std::vector{samples[0], samples[2], samples[4]}));
+}
+
+TEST(CachedHistoryTests, AnOutOfOrderAppendSwitchesToTheUnorderedTrim) {
+    const std::vector<TemperatureSample> samples = samplesAt({10, 20});
+    CachedHistory history(samples);
+    const TemperatureSample late = sampleAt(5);
+    history.append(late);
+    history.removeRecordedBefore(15);
+    EXPECT_EQ(listOf(history.samples()), std::vector{samples[1]});
+}
+
+TEST(CachedHistoryTests, FindsIDsOnlyAmongTheKeptSamples) {
+    const std::vector<TemperatureSample> samples = samplesAt({10, 20});
+    CachedHistory history(samples);
+    EXPECT_TRUE(history.containsID(samples[0].id()));
+    history.removeRecordedBefore(15);
+    EXPECT_FALSE(history.containsID(samples[0].id()));
+    EXPECT_TRUE(history.containsID(samples[1].id()));
+    const TemperatureSample added = sampleAt(30);
+    EXPECT_FALSE(history.containsID(added.id()));
+    history.append(added);
+    EXPECT_TRUE(history.containsID(added.id()));
+}
+
+TEST(CachedHistoryTests, AnIDSharingItsFirstHalfIsNotTheSame) {
+    const TemperatureSample sample = sampleAt(10);
+    UUID::Bytes bytes = sample.id().bytes();
+    bytes[15] ^= 0xFF;
+    const CachedHistory history({sample});
+    EXPECT_FALSE(history.containsID(UUID(bytes)));
+}
+
+TEST(CachedHistoryTests, StaysCorrectThroughALongRunOfAppendsAndExpiries) {
+    // One sample a minute kept for a day: the front is reclaimed many times over.
+    constexpr double minute = 60;
+    constexpr int perDay = 1440;
+    std::vector<TemperatureSample> expected;
+    CachedHistory history({});
+    for (int index = 0; index < 3 * perDay; ++index) {
+        const TemperatureSample sample = sampleAt(index * minute);
+        const double cutoff = (index - perDay) * minute;
+        history.removeRecordedBefore(cutoff);
+        history.append(sample);
+        std::erase_if(expected,
+                      [&](const TemperatureSample& kept) { return kept.recordedAt() < cutoff; });
+        expected.push_back(sample);
+    }
+    EXPECT_EQ(listOf(history.samples()), expected);
+    EXPECT_TRUE(history.containsID(expected.front().id()));
+    EXPECT_FALSE(history.containsID(recordedAgain(sampleAt(0), 0).id()));
+}
+
+}  // namespace
+}  // namespace tallowbeck

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace tallowbeck::testing {
+
+// Makes the process's local time zone `zone` (a TZ value such as "UTC0" or a POSIX rule, which
+// needs no time zone database) until it goes.
+class LocalTimeZone {
+public:
+    explicit LocalTimeZone(const char* zone);
+    ~LocalTimeZone();
+    LocalTimeZone(const LocalTimeZone&) = delete;
+    LocalTimeZone& operator=(const LocalTimeZone&) = delete;
+
+private:
+    std::optional<std::string> previous_;
+};
+
+}  // namespace tallowbeck::testing

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <optional>
+
+#include "TallowbeckCore/history/TemperatureSample.hpp"
+
+namespace tallowbeck::testing {
+
+// A sample with a new random id, recorded at `recordedAt` (seconds since 1970, whole seconds so
+// that it survives the files unchanged).
+TemperatureSample sampleAt(double recordedAt, std::optional<double> batteryCelsius = 31.5);
+
+// The same readings under another time.
+TemperatureSample recordedAgain(const TemperatureSample& sample, double recordedAt);
+
+}  // namespace tallowbeck::testing
