@@ -17,8 +17,13 @@ using SystemCall::throwLastError;
 constexpr mode_t dataFileMode = 0644;
 
 std::filesystem::path temporarySibling(const std::filesystem::path& target) {
-    return target.parent_path() /
-           ("." + target.filename().string() + "." + UUID::random().text() + ".tmp");
+    // Hidden, and unique so that an abandoned one never blocks the next write.
+    std::string name(1, '.');
+    name += target.filename().string();
+    name += '.';
+    name += UUID::random().text();
+    name += ".tmp";
+    return target.parent_path() / name;
 }
 
 FileDescriptor createExclusively(const FileCalls& calls, const std::filesystem::path& path) {

@@ -33,9 +33,9 @@ void checkShapes(std::span<const JournalEntry> entries) {
     }
 }
 
-simdjson::dom::array parseArray(simdjson::dom::parser& parser, std::string_view bytes) {
+simdjson::dom::array parseArray(simdjson::dom::parser& parser, const std::string& bytes) {
     simdjson::dom::element root;
-    if (const auto error = parser.parse(bytes.data(), bytes.size()).get(root)) {
+    if (const auto error = parser.parse(bytes).get(root)) {
         throw DecodingError(DecodingError::Kind::dataCorrupted, "",
                             std::string("malformed JSON: ") + simdjson::error_message(error));
     }
@@ -91,7 +91,7 @@ HistoryFileFormat::Journal HistoryFileFormat::decodeJournal(std::string_view byt
     return journal;
 }
 
-std::vector<TemperatureSample> HistoryFileFormat::decodeSnapshot(std::string_view bytes) {
+std::vector<TemperatureSample> HistoryFileFormat::decodeSnapshot(const std::string& bytes) {
     try {
         simdjson::dom::parser parser;
         const simdjson::dom::array array = parseArray(parser, bytes);
@@ -130,6 +130,7 @@ std::vector<TemperatureSample> HistoryFileFormat::fold(std::vector<TemperatureSa
     for (const TemperatureSample& sample : outcome.keptSamples) {
         journalIDs.insert(sample.id());
     }
+    snapshot.reserve(snapshot.size() + outcome.keptSamples.size());
     std::unordered_set<UUID> taken;
     for (const TemperatureSample& sample : snapshot) {
         if (journalIDs.contains(sample.id())) {

@@ -28,8 +28,9 @@ public:
     // then CorruptJournalEntryError for the first entry of neither valid shape.
     static Journal decodeJournal(std::string_view bytes);
 
-    // One JSON array of samples. Throws HistoryDecodingError.
-    static std::vector<TemperatureSample> decodeSnapshot(std::string_view bytes);
+    // One JSON array of samples. Throws HistoryDecodingError. Parsed where it lies, without a
+    // copy, when the string's spare capacity holds the parser's padding (SIMDJSON_PADDING bytes).
+    static std::vector<TemperatureSample> decodeSnapshot(const std::string& bytes);
     // Compact, with no line feed at the end. Throws std::out_of_range for a sample whose time
     // cannot be written.
     static std::string encodeSnapshot(std::span<const TemperatureSample> samples);

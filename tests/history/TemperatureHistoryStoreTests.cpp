@@ -365,7 +365,9 @@ TEST_F(TemperatureHistoryStoreTests, ASampleThatCannotBeWrittenChangesNothing) {
 TEST_F(TemperatureHistoryStoreTests, ADirectoryThatCannotBeCreatedIsReported) {
     directory.write("blocker", "a file where a folder should be");
     TemperatureHistoryStore store(directory.path() / "blocker" / "h.json");
-    EXPECT_TRUE(thrown<std::system_error>([&] { store.samples(); }));
+    const auto error = thrown<std::system_error>([&] { store.samples(); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(error->code(), std::error_code(ENOTDIR, std::generic_category()));
 }
 
 class DefaultHistoryTests : public ::testing::Test {
