@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 
+#include "cli/HistoryCommand.hpp"
 #include "cli/SampleCommand.hpp"
 #include "cli/StatusCommand.hpp"
 
@@ -21,6 +22,7 @@ int main(int argc, char** argv) {
     app.set_version_flag("--version", TALLOWBECK_VERSION);
     const tallowbeck::cli::StatusCommand status(app);
     const tallowbeck::cli::SampleCommand sample(app);
+    const tallowbeck::cli::HistoryCommand history(app);
 
     try {
         app.parse(argc, argv);

@@ -1,0 +1,269 @@
+#include "cli/HistoryCommand.hpp"
+
+#include <fmt/core.h>
+#include <pthread.h>
+#include <signal.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <fstream>
+#include <stdexcept>
+#include <system_error>
+
+#include "TallowbeckCore/history/HistoryFileFormat.hpp"
+#include "TallowbeckCore/history/TemperatureCSV.hpp"
+#include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
+#include "TallowbeckCore/support/InternetDateTime.hpp"
+#include "TallowbeckCore/support/WallClock.hpp"
+#include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
+#include "TallowbeckCore/temperature/TemperatureTrend.hpp"
+#include "cli/SampleCommand.hpp"
+
+namespace tallowbeck::cli {
+
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr std::string_view tableRow = "{:<20}  {:>10}  {:>6}  {:>6}  {:<8}  {:<7}  {}\n";
+// Far beyond any useful interval, and well within what the clocks' nanoseconds can hold.
+constexpr double longestInterval = 365.0 * 24 * 60 * 60;
+
+// A finite number for which `accepts` holds; CLI11's own number checks let "nan" through.
+CLI::Validator numberWhere(const std::string& name, const std::string& description,
+                           bool (*accepts)(double)) {
+    return CLI::Validator(
+        [description, accepts](std::string& text) -> std::string {
+            double value = 0;
+            const char* end = text.data() + text.size();
+            const auto [stop, error] = std::from_chars(text.data(), end, value);
+            if (error == std::errc() && stop == end && std::isfinite(value) && accepts(value)) {
+                return {};
+            }
+            return fmt::format("{} is not {}", text, description);
+        },
+        name);
+}
+
+const CLI::Validator& positiveInterval() {
+    static const CLI::Validator validator =
+        numberWhere("POSITIVE", "a positive number of seconds up to a year",
+                    [](double seconds) { return seconds > 0 && seconds <= longestInterval; });
+    return validator;
+}
+
+const CLI::Validator& nonNegativeNumber() {
+    static const CLI::Validator validator = numberWhere("NONNEGATIVE", "a number of at least 0",
+                                                        [](double number) { return number >= 0; });
+    return validator;
+}
+
+std::string celsius(std::optional<double> temperature) {
+    return temperature ? fmt::format("{:.1f}", *temperature) : "—";
+}
+
+// SIGINT and SIGTERM stay blocked for the rest of the process's life: they wait to be taken by
+// sigtimedwait instead of killing the process, even in the middle of writing the history.
+sigset_t blockStopSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    if (const int error = ::pthread_sigmask(SIG_BLOCK, &signals, nullptr); error != 0) {
+        throw std::system_error(error, std::generic_category(), "cannot block SIGINT and SIGTERM");
+    }
+    return signals;
+}
+
+timespec waitingTime(std::chrono::nanoseconds duration) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
+    return {.tv_sec = seconds.count(), .tv_nsec = (duration - seconds).count()};
+}
+
+// Sleeps until `deadline` unless one of `stopSignals` comes first; tells whether one came.
+bool stopRequestedBefore(const sigset_t& stopSignals, SteadyClock::time_point deadline) {
+    for (;;) {
+        const auto remaining =
+            std::max<std::chrono::nanoseconds>(deadline - SteadyClock::now(), {});
+        const timespec timeout = waitingTime(remaining);
+        if (::sigtimedwait(&stopSignals, nullptr, &timeout) >= 0) {
+            return true;
+        }
+        if (errno == EAGAIN) {
+            return false;
+        }
+        if (errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "sigtimedwait");
+        }
+    }
+}
+
+void writeFile(const std::filesystem::path& path, std::string_view text) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    if (out) {
+        out.write(text.data(), static_cast<std::streamsize>(text.size()));
+        out.close();
+    }
+    if (!out) {
+        throw std::system_error(errno, std::generic_category(), "cannot write " + path.string());
+    }
+}
+
+}  // namespace
+
+HistoryCommand::HistoryCommand(CLI::App& app) {
+    CLI::App* history = app.add_subcommand("history",
+                                           "Show, record, export or clear the "
+                                           "temperature history");
+    history->require_subcommand(1);
+    // The history's options may also follow the subcommand.
+    history->fallthrough();
+    history->add_option("--file", file_, "The history's snapshot file instead of the default")
+        ->type_name("PATH");
+    history
+        ->add_option("--retention", retentionDays_, "Days of samples that record keeps (default 7)")
+        ->type_name("DAYS")
+        ->check(CLI::PositiveNumber);
+    addShow(*history);
+    addRecord(*history);
+    addExport(*history);
+    addTrend(*history);
+    addReset(*history);
+}
+
+void HistoryCommand::addShow(CLI::App& history) {
+    CLI::App* command = history.add_subcommand("show", "Show the samples as a table");
+    command->add_flag("--json", json_, "Print the samples as one JSON array instead");
+    command->callback([this] { show(); });
+}
+
+void HistoryCommand::addRecord(CLI::App& history) {
+    CLI::App* command = history.add_subcommand("record", "Add a temperature sample taken now");
+    command->add_flag("--session-active", sessionActive_,
+                      "Mark the samples as taken during a keep-awake session");
+    command->add_option("--every", everySeconds_, "Keep adding one every SECONDS until interrupted")
+        ->type_name("SECONDS")
+        ->check(positiveInterval());
+    command->callback([this] { record(); });
+}
+
+void HistoryCommand::addExport(CLI::App& history) {
+    CLI::App* command = history.add_subcommand("export", "Write the samples as CSV");
+    command->add_option("--output", output_, "Write to FILE instead of standard output")
+        ->type_name("FILE");
+    command->callback([this] { exportCSV(); });
+}
+
+void HistoryCommand::addTrend(CLI::App& history) {
+    CLI::App* command = history.add_subcommand(
+        "trend", "Tell whether the battery temperature is rising, steady or falling");
+    command->add_option("--window", windowSeconds_, "How far back to look, in seconds")
+        ->type_name("SECONDS")
+        ->required()
+        ->check(nonNegativeNumber());
+    command->add_option("--threshold", thresholdCelsius_, "The least change that counts, in °C")
+        ->type_name("CELSIUS")
+        ->required()
+        ->check(nonNegativeNumber());
+    command->callback([this] { trend(); });
+}
+
+void HistoryCommand::addReset(CLI::App& history) {
+    CLI::App* command = history.add_subcommand("reset", "Clear the history");
+    command->callback([this] { reset(); });
+}
+
+template <typename Action>
+auto HistoryCommand::withStore(Action&& action) const {
+    TemperatureHistoryStore store(historyFile());
+    try {
+        return action(store);
+    } catch (const std::runtime_error& error) {
+        // The store's errors (HistoryDecodingError, CorruptJournalEntryError, std::system_error)
+        // say what went wrong but not always in which history.
+        throw std::runtime_error(fmt::format("{}: {}", store.fileURL().string(), error.what()));
+    }
+}
+
+std::optional<std::filesystem::path> HistoryCommand::historyFile() const {
+    if (file_.empty()) {
+        return std::nullopt;
+    }
+    return file_;
+}
+
+void HistoryCommand::show() const {
+    const std::string text = withStore([this](TemperatureHistoryStore& store) {
+        return json_ ? HistoryFileFormat::encodeSnapshot(store.samples()) + "\n"
+                     : table(store.samples());
+    });
+    fmt::print("{}", text);
+}
+
+void HistoryCommand::record() const {
+    withStore([this](TemperatureHistoryStore& store) {
+        if (everySeconds_ > 0) {
+            recordUntilStopped(store);
+            return;
+        }
+        MacTemperatureSensor sensor;
+        store.append(SampleCommand::takeSample(sensor, sessionActive_), retentionDays_,
+                     WallClock::now());
+    });
+}
+
+// One store and one sensor for the whole run: the store keeps what it read, so each round only
+// checks the files' stamps and appends a journal line.
+void HistoryCommand::recordUntilStopped(TemperatureHistoryStore& store) const {
+    const sigset_t stopSignals = blockStopSignals();
+    const auto interval = std::chrono::duration_cast<std::chrono::nanoseconds>(
+        std::chrono::duration<double>(everySeconds_));
+    MacTemperatureSensor sensor;
+    auto deadline = SteadyClock::now();
+    do {
+        store.append(SampleCommand::takeSample(sensor, sessionActive_), retentionDays_,
+                     WallClock::now());
+        // A round that overran its interval is followed at once by the next, not by a burst.
+        deadline = std::max(deadline + interval, SteadyClock::now());
+    } while (!stopRequestedBefore(stopSignals, deadline));
+}
+
+void HistoryCommand::exportCSV() const {
+    const std::string text = withStore(
+        [](TemperatureHistoryStore& store) { return TemperatureCSV::exportText(store.samples()); });
+    if (output_.empty()) {
+        fmt::print("{}", text);
+    } else {
+        writeFile(output_, text);
+    }
+}
+
+void HistoryCommand::trend() const {
+    const TemperatureTrend result = withStore([this](TemperatureHistoryStore& store) {
+        return TemperatureTrend::evaluate(store.samples(), windowSeconds_, thresholdCelsius_);
+    });
+    fmt::print("{}\n", result.textValue());
+}
+
+void HistoryCommand::reset() const {
+    withStore([](TemperatureHistoryStore& store) { store.reset(); });
+}
+
+std::string HistoryCommand::table(std::span<const TemperatureSample> samples) {
+    std::string text = fmt::format(tableRow, "Time (UTC)", "Battery °C", "CPU °C", "GPU °C",
+                                   "Thermal", "Session", "Lid");
+    for (const TemperatureSample& sample : samples) {
+        text += fmt::format(tableRow, InternetDateTime::text(sample.recordedAt()),
+                            celsius(sample.batteryCelsius()), celsius(sample.cpuCelsius()),
+                            celsius(sample.gpuCelsius()), displayName(sample.thermalState()),
+                            sample.sessionActive() ? "yes" : "no",
+                            sample.lidClosed() ? "closed" : "open");
+    }
+    return text;
+}
+
+}  // namespace tallowbeck::cli

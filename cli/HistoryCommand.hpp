@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "TallowbeckCore/history/TemperatureSample.hpp"
+
+namespace CLI {
+class App;
+}
+
+namespace tallowbeck {
+class TemperatureHistoryStore;
+}
+
+namespace tallowbeck::cli {
+
+// `tallowbeck history`: shows, records, exports, judges the trend of and clears the temperature
+// history. A history that cannot be read or written is one error line naming its file.
+class HistoryCommand {
+public:
+    explicit HistoryCommand(CLI::App& app);
+
+    // A heading, then one row per sample; "—" stands for an absent temperature.
+    static std::string table(std::span<const TemperatureSample> samples);
+
+private:
+    void addShow(CLI::App& history);
+    void addRecord(CLI::App& history);
+    void addExport(CLI::App& history);
+    void addTrend(CLI::App& history);
+    void addReset(CLI::App& history);
+
+    // Runs `action` on the chosen history and gives back what it returns.
+    template <typename Action>
+    auto withStore(Action&& action) const;
+    std::optional<std::filesystem::path> historyFile() const;
+
+    void show() const;
+    void record() const;
+    void recordUntilStopped(TemperatureHistoryStore& store) const;
+    void exportCSV() const;
+    void trend() const;
+    void reset() const;
+
+    std::string file_;
+    std::int64_t retentionDays_ = 7;
+    bool json_ = false;
+    bool sessionActive_ = false;
+    double everySeconds_ = 0;  // 0: one sample only
+    std::string output_;
+    double windowSeconds_ = 0;
+    double thresholdCelsius_ = 0;
+};
+
+}  // namespace tallowbeck::cli

@@ -1,0 +1,336 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <simdjson.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "TallowbeckCore/history/HistoryFileFormat.hpp"
+#include "TallowbeckCore/support/WallClock.hpp"
+#include "cli/HistoryCommand.hpp"
+#include "tests/testing/FileContents.hpp"
+#include "tests/testing/ProgramRun.hpp"
+#include "tests/testing/Samples.hpp"
+#include "tests/testing/TemporaryDirectory.hpp"
+
+extern char** environ;
+
+namespace tallowbeck {
+namespace {
+
+using testing::contentsOf;
+using ::testing::HasSubstr;
+using testing::sampleAt;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+using namespace std::chrono_literals;
+
+constexpr std::string_view csvHeader =
+    "timestamp,battery_celsius,thermal_state,session_active,lid_closed,cpu_max_celsius,"
+    "gpu_max_celsius";
+// 2024-05-01T12:00:00Z
+constexpr double noon = 1714564800.0;
+
+std::size_t lineCount(const std::string& text) {
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+// Snapshot files written by hand: a JSON array of samples, with no journal beside it.
+std::string snapshotOf(const std::vector<TemperatureSample>& samples) {
+    return HistoryFileFormat::encodeSnapshot(samples);
+}
+
+class HistoryCommandTest : public ::testing::Test {
+protected:
+    testing::ProgramResult run(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), {"history", "--file", file().string()});
+        return testing::runProgram(TALLOWBECK_CLI_PATH, arguments);
+    }
+
+    std::filesystem::path file() const { return directory_.path() / "history.json"; }
+    std::filesystem::path journal() const { return directory_.path() / "history.json.journal"; }
+
+    void writeSnapshot(const std::vector<TemperatureSample>& samples) const {
+        directory_.write("history.json", snapshotOf(samples));
+    }
+
+    // The samples `show --json` lists.
+    std::vector<TemperatureSample> shownSamples() const {
+        const auto result = run({"show", "--json"});
+        EXPECT_EQ(result.exitStatus, 0) << result.standardError;
+        simdjson::dom::parser parser;
+        simdjson::dom::array array;
+        EXPECT_EQ(parser.parse(result.standardOutput).get(array), simdjson::SUCCESS)
+            << result.standardOutput;
+        std::vector<TemperatureSample> samples;
+        for (const simdjson::dom::element element : array) {
+            samples.push_back(TemperatureSample::fromJSON(simdjson::minify(element)));
+        }
+        return samples;
+    }
+
+    testing::TemporaryDirectory directory_;
+};
+
+TEST_F(HistoryCommandTest, RecordAddsOneSampleTakenNow) {
+    const double before = std::floor(WallClock::now());
+    const auto result = run({"record"});
+    const double after = WallClock::now();
+    ASSERT_EQ(result.exitStatus, 0) << result.standardError;
+    EXPECT_EQ(result.standardError, "");
+
+    const std::vector<TemperatureSample> samples = shownSamples();
+    ASSERT_THAT(samples, SizeIs(1));
+    EXPECT_GE(samples[0].recordedAt(), before);
+    EXPECT_LE(samples[0].recordedAt(), after);
+    EXPECT_FALSE(samples[0].sessionActive());
+}
+
+TEST_F(HistoryCommandTest, RecordCanMarkTheSampleAsTakenDuringASession) {
+    ASSERT_EQ(run({"record", "--session-active"}).exitStatus, 0);
+    const std::vector<TemperatureSample> samples = shownSamples();
+    ASSERT_THAT(samples, SizeIs(1));
+    EXPECT_TRUE(samples[0].sessionActive());
+}
+
+TEST_F(HistoryCommandTest, ShowJsonListsTheSamplesInTheirJsonForm) {
+    const std::vector<TemperatureSample> written{sampleAt(noon, 30.0), sampleAt(noon + 60, 35.0)};
+    writeSnapshot(written);
+    const auto result = run({"show", "--json"});
+    ASSERT_EQ(result.exitStatus, 0) << result.standardError;
+    EXPECT_EQ(result.standardOutput, '[' + written[0].json() + ',' + written[1].json() + "]\n");
+}
+
+TEST_F(HistoryCommandTest, ShowPrintsOneTableRowPerSample) {
+    writeSnapshot({sampleAt(noon, 30.0), sampleAt(noon + 60, std::nullopt)});
+    const auto result = run({"show"});
+    ASSERT_EQ(result.exitStatus, 0) << result.standardError;
+    EXPECT_THAT(result.standardOutput, StartsWith("Time (UTC)"));
+    EXPECT_EQ(lineCount(result.standardOutput), 3U) << result.standardOutput;
+    EXPECT_THAT(result.standardOutput,
+                HasSubstr("2024-05-01T12:00:00Z        30.0    48.2    41.0  Nominal   no"));
+    EXPECT_THAT(result.standardOutput,
+                HasSubstr("2024-05-01T12:01:00Z           —    48.2    41.0  Nominal   no"));
+}
+
+TEST_F(HistoryCommandTest, ExportWritesTheHeaderAndOneLinePerSample) {
+    ASSERT_EQ(run({"record"}).exitStatus, 0);
+    ASSERT_EQ(run({"record"}).exitStatus, 0);
+    const auto result = run({"export"});
+    ASSERT_EQ(result.exitStatus, 0) << result.standardError;
+    EXPECT_THAT(result.standardOutput, StartsWith(std::string(csvHeader) + '\n'));
+    // Three lines, the last without a line feed.
+    EXPECT_EQ(lineCount(result.standardOutput), 2U) << result.standardOutput;
+    EXPECT_NE(result.standardOutput.back(), '\n');
+
+    const std::filesystem::path output = directory_.path() / "history.csv";
+    const auto toFile = run({"export", "--output", output.string()});
+    ASSERT_EQ(toFile.exitStatus, 0) << toFile.standardError;
+    EXPECT_EQ(toFile.standardOutput, "");
+    EXPECT_EQ(contentsOf(output), result.standardOutput);
+}
+
+TEST_F(HistoryCommandTest, ExportOfAnEmptyHistoryIsTheHeaderAlone) {
+    const auto result = run({"export"});
+    ASSERT_EQ(result.exitStatus, 0) << result.standardError;
+    EXPECT_EQ(result.standardOutput, csvHeader);
+}
+
+TEST_F(HistoryCommandTest, TrendComparesTheBatteryTemperatureOverTheWindow) {
+    writeSnapshot({sampleAt(noon, 30.0), sampleAt(noon + 60, 35.0)});
+    EXPECT_EQ(run({"trend", "--window", "600", "--threshold", "1"}).standardOutput, "rising\n");
+    EXPECT_EQ(run({"trend", "--window", "600", "--threshold", "10"}).standardOutput, "steady\n");
+
+    writeSnapshot({sampleAt(noon, 35.0), sampleAt(noon + 60, 30.0)});
+    EXPECT_EQ(run({"trend", "--window", "600", "--threshold", "1.5"}).standardOutput, "falling\n");
+}
+
+TEST_F(HistoryCommandTest, TrendOfAHistoryWithoutBatteryValuesIsUnavailable) {
+    writeSnapshot({sampleAt(noon, std::nullopt)});
+    const auto result = run({"trend", "--window", "600", "--threshold", "1"});
+    EXPECT_EQ(result.exitStatus, 0) << result.standardError;
+    EXPECT_EQ(result.standardOutput, "unavailable\n");
+}
+
+TEST_F(HistoryCommandTest, ResetEmptiesTheHistory) {
+    ASSERT_EQ(run({"record"}).exitStatus, 0);
+    ASSERT_THAT(shownSamples(), SizeIs(1));
+    const auto result = run({"reset"});
+    ASSERT_EQ(result.exitStatus, 0) << result.standardError;
+    EXPECT_THAT(shownSamples(), SizeIs(0));
+    EXPECT_EQ(run({"export"}).standardOutput, csvHeader);
+}
+
+TEST_F(HistoryCommandTest, HistoryOptionsMayFollowTheSubcommand) {
+    const auto result =
+        testing::runProgram(TALLOWBECK_CLI_PATH, {"history", "record", "--file", file().string()});
+    ASSERT_EQ(result.exitStatus, 0) << result.standardError;
+    EXPECT_THAT(shownSamples(), SizeIs(1));
+}
+
+TEST_F(HistoryCommandTest, ACorruptHistoryIsOneErrorLineNamingTheFileAndStaysUntouched) {
+    writeSnapshot({sampleAt(noon, 30.0)});
+    directory_.write("history.json.journal", "{\"reset\":false}\n");
+    const std::string snapshotBefore = contentsOf(file());
+    const std::string journalBefore = contentsOf(journal());
+
+    for (const auto& arguments : std::vector<std::vector<std::string>>{
+             {"show"},
+             {"show", "--json"},
+             {"record"},
+             {"export"},
+             {"export", "--output", (directory_.path() / "out.csv").string()},
+             {"trend", "--window", "600", "--threshold", "1"}}) {
+        const auto result = run(arguments);
+        EXPECT_EQ(result.exitStatus, 1) << arguments[0];
+        EXPECT_EQ(result.standardOutput, "") << arguments[0];
+        EXPECT_THAT(result.standardError,
+                    StartsWith("tallowbeck: " + file().string() + ": journal line 1"))
+            << arguments[0];
+        EXPECT_EQ(lineCount(result.standardError), 1U) << result.standardError;
+    }
+    EXPECT_EQ(contentsOf(file()), snapshotBefore);
+    EXPECT_EQ(contentsOf(journal()), journalBefore);
+    EXPECT_FALSE(std::filesystem::exists(directory_.path() / "out.csv"));
+}
+
+TEST_F(HistoryCommandTest, AnUndecodableSnapshotIsOneErrorLineNamingTheFile) {
+    directory_.write("history.json", "[{\"id\":3}]");
+    const auto result = run({"show"});
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_THAT(result.standardError, StartsWith("tallowbeck: " + file().string() + ": "));
+    EXPECT_EQ(lineCount(result.standardError), 1U) << result.standardError;
+    EXPECT_EQ(contentsOf(file()), "[{\"id\":3}]");
+}
+
+TEST_F(HistoryCommandTest, BadNumbersAreUsageErrors) {
+    for (const auto& arguments :
+         std::vector<std::vector<std::string>>{{"trend", "--window", "-1", "--threshold", "1"},
+                                               {"trend", "--window", "soon", "--threshold", "1"},
+                                               {"trend", "--window", "nan", "--threshold", "1"},
+                                               {"trend", "--window", "600", "--threshold", "-2"},
+                                               {"trend", "--window", "600"},
+                                               {"record", "--every", "0"},
+                                               {"record", "--every", "inf"},
+                                               {"--retention", "0", "record"}}) {
+        const auto result = run(arguments);
+        EXPECT_EQ(result.exitStatus, 2) << arguments[0] << ' ' << arguments[1];
+        EXPECT_THAT(result.standardError, StartsWith("tallowbeck: "));
+        EXPECT_EQ(lineCount(result.standardError), 1U) << result.standardError;
+    }
+    EXPECT_FALSE(std::filesystem::exists(file()));
+    EXPECT_FALSE(std::filesystem::exists(journal()));
+}
+
+TEST_F(HistoryCommandTest, HistoryNeedsASubcommand) { EXPECT_EQ(run({}).exitStatus, 2); }
+
+// A `tallowbeck` process left running, with the default handling of every signal; killed and
+// reaped if the test leaves it running.
+class RunningTool {
+public:
+    explicit RunningTool(const std::vector<std::string>& arguments) {
+        std::vector<std::string> words{TALLOWBECK_CLI_PATH};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        std::vector<char*> argv;
+        for (std::string& word : words) {
+            argv.push_back(word.data());
+        }
+        argv.push_back(nullptr);
+
+        posix_spawnattr_t attributes;
+        posix_spawnattr_init(&attributes);
+        sigset_t all;
+        sigset_t none;
+        sigfillset(&all);
+        sigemptyset(&none);
+        posix_spawnattr_setsigdefault(&attributes, &all);
+        posix_spawnattr_setsigmask(&attributes, &none);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+        const int error =
+            ::posix_spawn(&pid_, words[0].c_str(), nullptr, &attributes, argv.data(), environ);
+        posix_spawnattr_destroy(&attributes);
+        if (error != 0) {
+            throw std::system_error(error, std::generic_category(), "posix_spawn");
+        }
+    }
+    RunningTool(const RunningTool&) = delete;
+    RunningTool& operator=(const RunningTool&) = delete;
+    ~RunningTool() {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, nullptr, 0);
+        }
+    }
+
+    void send(int signalNumber) const { ::kill(pid_, signalNumber); }
+
+    // The exit status once the process has ended within `limit`: -1 when a signal ended it,
+    // nothing when it is still running.
+    std::optional<int> exitStatusWithin(std::chrono::milliseconds limit) {
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        int status = 0;
+        while (::waitpid(pid_, &status, WNOHANG) == 0) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                return std::nullopt;
+            }
+            std::this_thread::sleep_for(20ms);
+        }
+        pid_ = 0;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+private:
+    pid_t pid_ = 0;
+};
+
+class RecordEveryTest : public HistoryCommandTest {
+protected:
+    RunningTool recordEvery(const std::string& seconds) const {
+        return RunningTool({"history", "--file", file().string(), "record", "--every", seconds});
+    }
+
+    // Waits, within a few seconds, until the history holds `count` samples.
+    bool reachesSampleCount(std::size_t count) const {
+        const auto deadline = std::chrono::steady_clock::now() + 5s;
+        while (std::chrono::steady_clock::now() < deadline) {
+            if (std::filesystem::exists(journal()) && shownSamples().size() >= count) {
+                return true;
+            }
+            std::this_thread::sleep_for(50ms);
+        }
+        return false;
+    }
+};
+
+TEST_F(RecordEveryTest, KeepsSamplingUntilSIGINTThenExitsCleanly) {
+    RunningTool tool = recordEvery("1");
+    ASSERT_TRUE(reachesSampleCount(2));
+    tool.send(SIGINT);
+    EXPECT_EQ(tool.exitStatusWithin(3s), 0);
+    const std::vector<TemperatureSample> samples = shownSamples();
+    ASSERT_GE(samples.size(), 2U);
+    // A second apart; the stored times are whole seconds, so the gap reads as one or two.
+    const double gap = samples[1].recordedAt() - samples[0].recordedAt();
+    EXPECT_GE(gap, 1.0);
+    EXPECT_LE(gap, 2.0);
+}
+
+TEST_F(RecordEveryTest, SIGTERMEndsTheWaitAtOnce) {
+    RunningTool tool = recordEvery("600");
+    ASSERT_TRUE(reachesSampleCount(1));
+    const auto signalledAt = std::chrono::steady_clock::now();
+    tool.send(SIGTERM);
+    EXPECT_EQ(tool.exitStatusWithin(3s), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - signalledAt, 3s);
+    EXPECT_THAT(shownSamples(), SizeIs(1));
+}
+
+}  // namespace
+}  // namespace tallowbeck
