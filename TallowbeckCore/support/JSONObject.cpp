@@ -48,19 +48,33 @@ JSONObject JSONObject::from(simdjson::dom::element element, std::string_view wha
     return JSONObject(object);
 }
 
-std::optional<simdjson::dom::element> JSONObject::member(std::string_view key) const noexcept {
+std::optional<simdjson::dom::element> JSONObject::find(std::string_view key) const noexcept {
+    if (nextInOrder_ != object_.end() && nextInOrder_.key() == key) {
+        const simdjson::dom::element element = nextInOrder_.value();
+        ++nextInOrder_;
+        return element;
+    }
     simdjson::dom::element element;
-    if (object_.at_key(key).get(element) != simdjson::SUCCESS || element.is_null()) {
+    if (object_.at_key(key).get(element) != simdjson::SUCCESS) {
+        return std::nullopt;
+    }
+    return element;
+}
+
+std::optional<simdjson::dom::element> JSONObject::member(std::string_view key) const noexcept {
+    const std::optional<simdjson::dom::element> element = find(key);
+    if (!element || element->is_null()) {
         return std::nullopt;
     }
     return element;
 }
 
 simdjson::dom::element JSONObject::requiredMember(std::string_view key) const {
-    simdjson::dom::element element;
-    if (object_.at_key(key).get(element) != simdjson::SUCCESS) {
+    const std::optional<simdjson::dom::element> found = find(key);
+    if (!found) {
         throw DecodingError(Kind::keyNotFound, std::string(key), "required key is missing");
     }
+    const simdjson::dom::element element = *found;
     if (element.is_null()) {
         throw DecodingError(Kind::valueNotFound, std::string(key), "required value is null");
     }

@@ -10,13 +10,15 @@
 namespace tallowbeck {
 
 // Typed access to the members of one parsed JSON object; every failure is a DecodingError that
-// names the member. Keys match exactly; members not asked for are ignored. The object lives in
+// names the member. Keys match exactly; members not asked for are ignored. Ask for each key
+// once: a key repeated in the text may otherwise give its later value. The object lives in
 // its parser's memory, so it must not outlive the parser or the parser's next parse.
 //
 // This header is internal to the library: the installed headers do not expose the JSON parser.
 class JSONObject {
 public:
-    explicit JSONObject(simdjson::dom::object object) noexcept : object_(object) {}
+    explicit JSONObject(simdjson::dom::object object) noexcept
+        : object_(object), nextInOrder_(object.begin()) {}
 
     // `bytes` as a whole must be one JSON object.
     static JSONObject parse(simdjson::dom::parser& parser, std::string_view bytes);
@@ -38,7 +40,13 @@ private:
     std::optional<simdjson::dom::element> member(std::string_view key) const noexcept;
     simdjson::dom::element requiredMember(std::string_view key) const;
 
+    // The member with this key, present or null; nothing when there is none.
+    std::optional<simdjson::dom::element> find(std::string_view key) const noexcept;
+
     simdjson::dom::object object_;
+    // Where the next member is when they are asked for in the order they were written, as this
+    // library writes and reads them: each is then found with one comparison instead of a search.
+    mutable simdjson::dom::object::iterator nextInOrder_;
 };
 
 }  // namespace tallowbeck

@@ -133,6 +133,14 @@ TEST(TemperatureSampleTests, TheFirstBadMemberInFieldOrderIsNamed) {
         Kind::dataCorrupted, "thermalState");
 }
 
+TEST(TemperatureSampleTests, ARepeatedKeyGivesItsFirstValueInAnyOrder) {
+    EXPECT_EQ(TemperatureSample::fromJSON(objectText("", "\"batteryCelsius\":99")).batteryCelsius(),
+              30.5);
+    const std::string reordered =
+        "{\"batteryCelsius\":1,\"batteryCelsius\":2," + objectText("batteryCelsius").substr(1);
+    EXPECT_EQ(TemperatureSample::fromJSON(reordered).batteryCelsius(), 1.0);
+}
+
 TEST(TemperatureSampleTests, ThermalStateMustBeOneOfTheExactTexts) {
     expectDecodingError(objectText("thermalState", "\"thermalState\":\"Nominal\""),
                         Kind::dataCorrupted, "thermalState");

@@ -1,0 +1,171 @@
+// The history store against the floor of what it does: a cold read against simdjson's DOM parse
+// of the same bytes, an append against a bare write and fsync of the same line in the same
+// directory, a warm read (nothing changed) at two history sizes, and the memory held per sample.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <malloc.h>
+#include <simdjson.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "TallowbeckCore/history/HistoryFileFormat.hpp"
+#include "TallowbeckCore/history/HistoryFiles.hpp"
+#include "TallowbeckCore/history/JournalEntry.hpp"
+#include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
+
+namespace {
+
+using namespace tallowbeck;
+
+constexpr double start = 1713960000.0;  // 2024-04-24T12:00:00Z
+constexpr double minute = 60.0;
+constexpr std::int64_t monthOfDays = 31;
+constexpr int monthOfSamples = 43200;  // 30 days at one a minute
+constexpr int fullJournal = 1439;      // one entry short of compaction
+
+TemperatureSample sampleAt(double recordedAt, int index) {
+    return TemperatureSample(UUID::random(), recordedAt, 30.0 + (index % 40) * 0.25,
+                             45.0 + (index % 25) * 0.5, 40.0 + (index % 20) * 0.5,
+                             SystemThermalState::nominal, index % 2 == 0, false);
+}
+
+void writeFile(const std::filesystem::path& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+// A history below the working directory (on the disk the build lives on, never a memory file
+// system): `snapshotSamples` one a minute in the snapshot, then `journalSamples` in the journal.
+class HistoryOnDisk {
+public:
+    HistoryOnDisk(int snapshotSamples, int journalSamples) {
+        std::string pattern = (std::filesystem::current_path() / "history-bench-XXXXXX").string();
+        directory_ = ::mkdtemp(pattern.data());
+        std::vector<TemperatureSample> snapshot;
+        for (int index = 0; index < snapshotSamples; ++index) {
+            snapshot.push_back(sampleAt(start + index * minute, index));
+        }
+        snapshotBytes_ = HistoryFileFormat::encodeSnapshot(snapshot);
+        for (int index = snapshotSamples; index < snapshotSamples + journalSamples; ++index) {
+            journalLines_.push_back(
+                JournalEntry::sampleEntry(sampleAt(start + index * minute, index), start).line());
+        }
+        writeFile(file(), snapshotBytes_);
+        std::string journal;
+        for (const std::string& line : journalLines_) {
+            journal += line;
+        }
+        writeFile(HistoryFiles::beside(file()).journal, journal);
+        sampleCount_ = snapshotSamples + journalSamples;
+    }
+    ~HistoryOnDisk() { std::filesystem::remove_all(directory_); }
+    HistoryOnDisk(const HistoryOnDisk&) = delete;
+    HistoryOnDisk& operator=(const HistoryOnDisk&) = delete;
+
+    std::filesystem::path file() const { return directory_ / "temperature-history.json"; }
+    const std::filesystem::path& directory() const { return directory_; }
+    const std::string& snapshotBytes() const { return snapshotBytes_; }
+    const std::vector<std::string>& journalLines() const { return journalLines_; }
+    // Recorded a minute after the newest sample.
+    double nextTime() const { return start + sampleCount_ * minute; }
+
+private:
+    std::filesystem::path directory_;
+    std::string snapshotBytes_;
+    std::vector<std::string> journalLines_;
+    int sampleCount_ = 0;
+};
+
+void ColdSamples(benchmark::State& state) {
+    const HistoryOnDisk history(monthOfSamples, fullJournal);
+    for (auto _ : state) {
+        TemperatureHistoryStore store(history.file());
+        benchmark::DoNotOptimize(store.samples().size());
+    }
+}
+BENCHMARK(ColdSamples)->Unit(benchmark::kMillisecond);
+
+// A fresh parser each time, as a cold read has: its buffers are sized to the document.
+void DOMParseOfTheSameBytes(benchmark::State& state) {
+    const HistoryOnDisk history(monthOfSamples, fullJournal);
+    for (auto _ : state) {
+        simdjson::dom::parser parser;
+        simdjson::dom::element root;
+        benchmark::DoNotOptimize(parser.parse(history.snapshotBytes()).get(root));
+        for (const std::string& line : history.journalLines()) {
+            benchmark::DoNotOptimize(parser.parse(line).get(root));
+        }
+    }
+}
+BENCHMARK(DOMParseOfTheSameBytes)->Unit(benchmark::kMillisecond);
+
+void WarmSamples(benchmark::State& state) {
+    const HistoryOnDisk history(static_cast<int>(state.range(0)), 0);
+    TemperatureHistoryStore store(history.file());
+    store.samples();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(store.samples().size());
+    }
+}
+BENCHMARK(WarmSamples)->Arg(1440)->Arg(monthOfSamples)->Unit(benchmark::kMicrosecond);
+
+// Each round adds a sample a minute newer; fewer rounds than the journal holds before it compacts.
+void Append(benchmark::State& state) {
+    const HistoryOnDisk history(static_cast<int>(state.range(0)), 0);
+    TemperatureHistoryStore store(history.file());
+    store.samples();
+    double time = history.nextTime();
+    int index = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(store.append(sampleAt(time, ++index), monthOfDays, time).size());
+        time += minute;
+    }
+}
+BENCHMARK(Append)->Arg(1440)->Arg(monthOfSamples)->Iterations(1000)->Unit(benchmark::kMicrosecond);
+
+void BareWriteAndFsync(benchmark::State& state) {
+    const HistoryOnDisk history(0, 0);
+    const std::string line =
+        JournalEntry::sampleEntry(sampleAt(history.nextTime(), 0), start).line();
+    const int descriptor = ::open((history.directory() / "bare").c_str(),
+                                  O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(::write(descriptor, line.data(), line.size()));
+        benchmark::DoNotOptimize(::fsync(descriptor));
+    }
+    ::close(descriptor);
+}
+BENCHMARK(BareWriteAndFsync)->Iterations(1000)->Unit(benchmark::kMicrosecond);
+
+// Large blocks come straight from mmap and are counted apart from the heap's own.
+std::size_t heapInUse() {
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+// Heap bytes the store holds per sample after a cold read, and after a day of appends on top.
+void MemoryPerSample(benchmark::State& state) {
+    const HistoryOnDisk history(monthOfSamples, fullJournal);
+    for (auto _ : state) {
+        const std::size_t before = heapInUse();
+        auto store = std::make_unique<TemperatureHistoryStore>(history.file());
+        const std::size_t held = store->samples().size();
+        state.counters["bytesPerSampleRead"] =
+            static_cast<double>(heapInUse() - before) / static_cast<double>(held);
+        double time = history.nextTime();
+        for (int index = 0; index < 1440; ++index, time += minute) {
+            store->append(sampleAt(time, index), monthOfDays, time);
+        }
+        state.counters["bytesPerSampleAfterADayOfAppends"] =
+            static_cast<double>(heapInUse() - before) /
+            static_cast<double>(store->samples().size());
+    }
+}
+BENCHMARK(MemoryPerSample)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+}  // namespace
