@@ -12,6 +12,8 @@
 namespace tallowbeck {
 namespace {
 
+using namespace std::string_literals;
+
 using testing::recordedAgain;
 using testing::sampleAt;
 using testing::thrown;
@@ -44,7 +46,7 @@ std::vector<TemperatureSample> historyOf(const std::string& journalBytes,
 TEST(JournalEntryTests, WritesTheSampleEntryCompactlyWithItsCutoffAndOneLineFeed) {
     const TemperatureSample sample = sampleAt(noon);
     EXPECT_EQ(sampleLine(sample, noon - 24 * hour),
-              "{\"sample\":" + sample.json() + ",\"cutoff\":\"2024-04-23T12:00:00Z\"}\n");
+              "{\"sample\":"s + sample.json() + ",\"cutoff\":\"2024-04-23T12:00:00Z\"}\n");
 }
 
 TEST(JournalEntryTests, WritesTheResetEntryAsResetTrueAlone) {
@@ -73,9 +75,9 @@ TEST(HistoryFileFormatTests, EveryInvalidShapeMakesTheJournalCorrupt) {
     const std::string sampleJSON = sampleAt(noon).json();
     const std::vector<std::string> corrupt = {
         "{\"reset\":false}",
-        "{\"reset\":true,\"sample\":" + sampleJSON + "}",
+        "{\"reset\":true,\"sample\":"s + sampleJSON + "}",
         "{\"reset\":true,\"cutoff\":\"2024-04-24T12:00:00Z\"}",
-        "{\"sample\":" + sampleJSON + "}",
+        "{\"sample\":"s + sampleJSON + "}",
         "{\"cutoff\":\"2024-04-24T12:00:00Z\"}",
         "{}",
     };
@@ -224,14 +226,14 @@ TEST(HistoryFileFormatTests, JournalSamplesFollowTheSnapshotUnsorted) {
 TEST(HistoryFileFormatTests, TheSnapshotRoundTripsCompactlyWithoutALineFeed) {
     const std::vector<TemperatureSample> samples = {sampleAt(noon), sampleAt(noon - hour, {})};
     const std::string bytes = HistoryFileFormat::encodeSnapshot(samples);
-    EXPECT_EQ(bytes, "[" + samples[0].json() + "," + samples[1].json() + "]");
+    EXPECT_EQ(bytes, "["s + samples[0].json() + "," + samples[1].json() + "]");
     EXPECT_EQ(HistoryFileFormat::decodeSnapshot(bytes), samples);
     EXPECT_EQ(HistoryFileFormat::encodeSnapshot({}), "[]");
 }
 
 TEST(HistoryFileFormatTests, ASnapshotThatDoesNotDecodeFailsWithTheDecoderError) {
     const std::vector<std::string> undecodable = {"", "{}", "[1]", "[{\"id\":3}]",
-                                                  "[" + sampleAt(noon).json()};
+                                                  "["s + sampleAt(noon).json()};
     for (const std::string& bytes : undecodable) {
         const auto error =
             thrown<HistoryDecodingError>([&] { HistoryFileFormat::decodeSnapshot(bytes); });
