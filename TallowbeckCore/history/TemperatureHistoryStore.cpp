@@ -131,7 +131,9 @@ public:
     HeldLock(const HeldLock&) = delete;
     HeldLock& operator=(const HeldLock&) = delete;
     // Closing alone would release the lock too; unlocking first says so.
-    ~HeldLock() { calls_.flock(file_.get(), LOCK_UN); }
+    ~HeldLock() {
+        retryingInterrupted([this] { return calls_.flock(file_.get(), LOCK_UN); });
+    }
 
 private:
     const FileCalls& calls_;

@@ -24,8 +24,8 @@ namespace tallowbeck {
 // Operations of one store must not overlap; the store is not thread-safe. Errors:
 // HistoryDecodingError and CorruptJournalEntryError for a history that cannot be read (it is left
 // as it is; only reset() recovers from it), std::system_error (generic category) when a file
-// cannot be created, locked, written or flushed. After any error the next operation reads
-// everything again.
+// cannot be created, locked, written or flushed. After an error while the lock is held the next
+// operation reads everything again; one that stops the lock from being taken changes nothing.
 class TemperatureHistoryStore {
 public:
     // Keeps the history in `fileURL`. Without one it first adopts a history left behind by an
