@@ -1,0 +1,225 @@
+// Several processes on one history, and writers killed while appending: nothing acknowledged is
+// ever lost, and no reader sees a sample vanish.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <random>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "TallowbeckCore/history/HistoryFileFormat.hpp"
+#include "TallowbeckCore/history/HistoryFiles.hpp"
+#include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
+#include "tests/testing/FileContents.hpp"
+#include "tests/testing/Samples.hpp"
+#include "tests/testing/TemporaryDirectory.hpp"
+
+namespace tallowbeck {
+namespace {
+
+constexpr std::int64_t week = 7;
+
+struct ByBytes {
+    bool operator()(const UUID& left, const UUID& right) const {
+        return left.bytes() < right.bytes();
+    }
+};
+using IDSet = std::set<UUID, ByBytes>;
+
+double wholeSecondNow() {
+    return std::floor(
+        std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count());
+}
+
+// Runs `work` in a child process, which exits with its result; never returns in the child.
+template <typename Work>
+pid_t forkRunning(Work&& work) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        int status = 1;
+        try {
+            status = work();
+        } catch (...) {
+        }
+        ::_exit(status);
+    }
+    return child;
+}
+
+int exitStatusOf(pid_t child) {
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+void writeAll(int descriptor, const void* bytes, std::size_t size) {
+    const auto* next = static_cast<const char*>(bytes);
+    while (size > 0) {
+        const ssize_t written = ::write(descriptor, next, size);
+        if (written <= 0) {
+            ::_exit(3);
+        }
+        next += written;
+        size -= static_cast<std::size_t>(written);
+    }
+}
+
+std::vector<UUID> readIDs(int descriptor) {
+    std::vector<UUID> ids;
+    UUID::Bytes bytes{};
+    std::size_t filled = 0;
+    for (ssize_t count = 0;
+         (count = ::read(descriptor, bytes.data() + filled, bytes.size() - filled)) > 0;) {
+        filled += static_cast<std::size_t>(count);
+        if (filled == bytes.size()) {
+            ids.emplace_back(bytes);
+            filled = 0;
+        }
+    }
+    return ids;
+}
+
+IDSet idSetOf(std::span<const TemperatureSample> samples) {
+    IDSet ids;
+    for (const TemperatureSample& sample : samples) {
+        ids.insert(sample.id());
+    }
+    return ids;
+}
+
+// Every journal line decodes and the file ends just after the last one.
+void expectWholeJournal(const std::filesystem::path& snapshot) {
+    const std::string journal = testing::contentsOf(HistoryFiles::beside(snapshot).journal);
+    EXPECT_EQ(HistoryFileFormat::decodeJournal(journal).validLength, journal.size());
+}
+
+struct Pipe {
+    Pipe() { EXPECT_EQ(::pipe(ends), 0); }
+    ~Pipe() {
+        ::close(ends[0]);
+        ::close(ends[1]);
+    }
+    int ends[2] = {-1, -1};
+};
+
+TEST(HistorySharingTests, FourWritersAndAReaderLoseNothingAcrossCompaction) {
+    constexpr int writers = 4;
+    constexpr int samplesEach = 400;
+    const testing::TemporaryDirectory directory;
+    const std::filesystem::path file = directory.path() / "temperature-history.json";
+    const double now = wholeSecondNow();
+    Pipe stop;
+
+    // The reader reports 0 when every history it saw began with the one before it.
+    const pid_t reader = forkRunning([&] {
+        TemperatureHistoryStore store(file);
+        std::vector<UUID> previous;
+        int reads = 0;
+        char ignored = 0;
+        ::fcntl(stop.ends[0], F_SETFL, O_NONBLOCK);
+        while (::read(stop.ends[0], &ignored, 1) != 1) {
+            const std::span<const TemperatureSample> samples = store.samples();
+            if (samples.size() < previous.size()) {
+                return 10;
+            }
+            for (std::size_t index = 0; index < previous.size(); ++index) {
+                if (samples[index].id() != previous[index]) {
+                    return 11;
+                }
+            }
+            previous.clear();
+            for (const TemperatureSample& sample : samples) {
+                previous.push_back(sample.id());
+            }
+            ++reads;
+        }
+        return reads > 10 ? 0 : 12;
+    });
+
+    std::vector<pid_t> writerProcesses;
+    Pipe acknowledged;
+    for (int writer = 0; writer < writers; ++writer) {
+        writerProcesses.push_back(forkRunning([&] {
+            TemperatureHistoryStore store(file);
+            for (int index = 0; index < samplesEach; ++index) {
+                const TemperatureSample sample = testing::sampleAt(now);
+                store.append(sample, week, now);
+                writeAll(acknowledged.ends[1], sample.id().bytes().data(), 16);
+            }
+            return 0;
+        }));
+    }
+    ::close(acknowledged.ends[1]);
+    acknowledged.ends[1] = -1;
+    const std::vector<UUID> written = readIDs(acknowledged.ends[0]);
+    for (const pid_t writer : writerProcesses) {
+        EXPECT_EQ(exitStatusOf(writer), 0);
+    }
+    writeAll(stop.ends[1], "x", 1);
+    EXPECT_EQ(exitStatusOf(reader), 0);
+
+    TemperatureHistoryStore store(file);
+    const std::span<const TemperatureSample> history = store.samples();
+    EXPECT_EQ(written.size(), 1600U);
+    EXPECT_EQ(history.size(), 1600U);
+    EXPECT_EQ(idSetOf(history), IDSet(written.begin(), written.end()));
+    EXPECT_TRUE(std::filesystem::exists(file)) << "the journal was never compacted";
+    EXPECT_NO_THROW(HistoryFileFormat::decodeSnapshot(testing::contentsOf(file)));
+    expectWholeJournal(file);
+}
+
+TEST(HistorySharingTests, EveryAcknowledgedAppendSurvivesAKill) {
+    constexpr int kills = 50;
+    const testing::TemporaryDirectory directory;
+    const std::filesystem::path file = directory.path() / "temperature-history.json";
+    const double now = wholeSecondNow();
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<int> delayMilliseconds(0, 40);
+    IDSet acknowledgedSoFar;
+
+    for (int round = 0; round < kills; ++round) {
+        Pipe acknowledged;
+        const pid_t writer = forkRunning([&] {
+            TemperatureHistoryStore store(file);
+            for (;;) {
+                const TemperatureSample sample = testing::sampleAt(now);
+                store.append(sample, week, now);
+                writeAll(acknowledged.ends[1], sample.id().bytes().data(), 16);
+            }
+            return 0;
+        });
+        ::close(acknowledged.ends[1]);
+        acknowledged.ends[1] = -1;
+        std::this_thread::sleep_for(std::chrono::milliseconds(delayMilliseconds(random)));
+        ::kill(writer, SIGKILL);
+        EXPECT_EQ(exitStatusOf(writer), 128 + SIGKILL);
+        for (const UUID& id : readIDs(acknowledged.ends[0])) {
+            acknowledgedSoFar.insert(id);
+        }
+
+        const IDSet held = idSetOf(TemperatureHistoryStore(file).samples());
+        for (const UUID& id : acknowledgedSoFar) {
+            ASSERT_TRUE(held.contains(id)) << "round " << round;
+        }
+    }
+
+    TemperatureHistoryStore store(file);
+    const TemperatureSample last = testing::sampleAt(now);
+    const IDSet held = idSetOf(store.append(last, week, now));
+    EXPECT_TRUE(held.contains(last.id()));
+    EXPECT_TRUE(std::includes(held.begin(), held.end(), acknowledgedSoFar.begin(),
+                              acknowledgedSoFar.end(), ByBytes()));
+    expectWholeJournal(file);
+}
+
+}  // namespace
+}  // namespace tallowbeck
