@@ -1,11 +1,11 @@
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
 
 #include "TallowbeckCore/platform/FileCalls.hpp"
+#include "TallowbeckCore/platform/PosixFileStamp.hpp"
 
 namespace tallowbeck {
 
@@ -13,17 +13,6 @@ namespace {
 
 // open is variadic in libc; the table needs a function of fixed arity.
 int openFile(const char* path, int flags, mode_t mode) { return ::open(path, flags, mode); }
-
-std::optional<FileStamp> stampOf(const char* path) {
-    struct stat attributes {};
-    if (::stat(path, &attributes) != 0) {
-        return std::nullopt;
-    }
-    return FileStamp{.size = static_cast<std::uint64_t>(attributes.st_size),
-                     .inode = static_cast<std::uint64_t>(attributes.st_ino),
-                     .modifiedAt = std::chrono::seconds(attributes.st_mtim.tv_sec) +
-                                   std::chrono::nanoseconds(attributes.st_mtim.tv_nsec)};
-}
 
 }  // namespace
 
@@ -34,7 +23,7 @@ const FileCalls& FileCalls::system() noexcept {
                                      .fsync = ::fsync,
                                      .rename = ::rename,
                                      .ftruncate = ::ftruncate,
-                                     .stamp = stampOf};
+                                     .stamp = posixFileStamp<&stat::st_mtim>};
     return calls;
 }
 

@@ -1,0 +1,62 @@
+#include "TallowbeckCore/platform/darwin/DarwinUserDirectories.hpp"
+
+#include <sysdir.h>
+#include <unistd.h>
+
+#include <array>
+#include <climits>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+namespace tallowbeck {
+namespace {
+
+std::optional<std::filesystem::path> absoluteEnvironmentDirectory(const char* name) {
+    const char* value = std::getenv(name);
+    if (value == nullptr || !std::filesystem::path(value).is_absolute()) {
+        return std::nullopt;
+    }
+    return std::filesystem::path(value);
+}
+
+// sysdir names the user's directories below "~", which is the home directory in $HOME.
+std::optional<std::filesystem::path> withHomeExpanded(std::string_view path) {
+    if (!path.starts_with('~')) {
+        return std::filesystem::path(path);
+    }
+    const std::optional<std::filesystem::path> home = absoluteEnvironmentDirectory("HOME");
+    if (!home) {
+        return std::nullopt;
+    }
+    return std::filesystem::path(home->native() + std::string(path.substr(1)));
+}
+
+}  // namespace
+
+const UserDirectories& UserDirectories::system() {
+    static const DarwinUserDirectories instance;
+    return instance;
+}
+
+std::optional<std::filesystem::path> DarwinUserDirectories::applicationSupport() const {
+    std::array<char, PATH_MAX> path{};
+    const sysdir_search_path_enumeration_state state = sysdir_start_search_path_enumeration(
+        SYSDIR_DIRECTORY_APPLICATION_SUPPORT, SYSDIR_DOMAIN_MASK_USER);
+    if (sysdir_get_next_search_path_enumeration(state, path.data()) == 0) {
+        return std::nullopt;
+    }
+    return withHomeExpanded(path.data());
+}
+
+std::filesystem::path DarwinUserDirectories::temporary() const {
+    std::array<char, PATH_MAX> path{};
+    // The length includes the terminating zero; 0 is a failure, more than the buffer a cut.
+    const std::size_t length = confstr(_CS_DARWIN_USER_TEMP_DIR, path.data(), path.size());
+    if (length > 1 && length <= path.size()) {
+        return path.data();
+    }
+    return absoluteEnvironmentDirectory("TMPDIR").value_or("/tmp");
+}
+
+}  // namespace tallowbeck
