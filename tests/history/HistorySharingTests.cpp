@@ -16,7 +16,9 @@
 
 #include "TallowbeckCore/history/HistoryFileFormat.hpp"
 #include "TallowbeckCore/history/HistoryFiles.hpp"
+#include "TallowbeckCore/history/JournalEntry.hpp"
 #include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
+#include "TallowbeckCore/platform/FileCalls.hpp"
 #include "tests/testing/FileContents.hpp"
 #include "tests/testing/Samples.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
@@ -98,6 +100,27 @@ IDSet idSetOf(std::span<const TemperatureSample> samples) {
 void expectWholeJournal(const std::filesystem::path& snapshot) {
     const std::string journal = testing::contentsOf(HistoryFiles::beside(snapshot).journal);
     EXPECT_EQ(HistoryFileFormat::decodeJournal(journal).validLength, journal.size());
+}
+
+// How many bytes of its first write a tearing writer gets onto the disk before it dies.
+std::size_t tornLength = 0;
+
+ssize_t writeTornAndDie(int descriptor, const void* bytes, std::size_t count) {
+    const ssize_t written = ::write(descriptor, bytes, std::min(count, tornLength));
+    if (written >= 0) {
+        ::raise(SIGKILL);
+    }
+    return written;
+}
+
+// The system's calls, except that the first write is cut short by the writer's death.
+const FileCalls& tearingFileCalls() {
+    static const FileCalls calls = [] {
+        FileCalls tearing = FileCalls::system();
+        tearing.write = writeTornAndDie;
+        return tearing;
+    }();
+    return calls;
 }
 
 struct Pipe {
@@ -219,6 +242,46 @@ TEST(HistorySharingTests, EveryAcknowledgedAppendSurvivesAKill) {
     EXPECT_TRUE(std::includes(held.begin(), held.end(), acknowledgedSoFar.begin(),
                               acknowledgedSoFar.end(), ByBytes()));
     expectWholeJournal(file);
+}
+
+TEST(HistorySharingTests, AWriterKilledMidLineLosesNothingAndTheNextAppendRepairsTheLine) {
+    constexpr int rounds = 10;
+    const testing::TemporaryDirectory directory;
+    const std::filesystem::path file = directory.path() / "temperature-history.json";
+    const std::filesystem::path journal = HistoryFiles::beside(file).journal;
+    const double now = wholeSecondNow();
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    const std::size_t lineLength =
+        JournalEntry::sampleEntry(testing::sampleAt(now), now).line().size();
+    std::uniform_int_distribution<std::size_t> tornLengths(1, lineLength - 1);
+    TemperatureHistoryStore store(file);
+    store.append(testing::sampleAt(now), week, now);
+
+    for (int round = 0; round < rounds; ++round) {
+        SCOPED_TRACE("round " + std::to_string(round));
+        const std::vector<TemperatureSample> before(store.samples().begin(), store.samples().end());
+        const std::uintmax_t wholeLength = std::filesystem::file_size(journal);
+        tornLength = tornLengths(random);
+        const pid_t writer = forkRunning([&] {
+            TemperatureHistoryStore(file, tearingFileCalls())
+                .append(testing::sampleAt(now), week, now);
+            return 0;
+        });
+        ASSERT_EQ(exitStatusOf(writer), 128 + SIGKILL);
+        ASSERT_EQ(std::filesystem::file_size(journal), wholeLength + tornLength);
+
+        const std::span<const TemperatureSample> afterKill = store.samples();
+        EXPECT_TRUE(std::equal(afterKill.begin(), afterKill.end(), before.begin(), before.end()));
+
+        const TemperatureSample next = testing::sampleAt(now);
+        const std::span<const TemperatureSample> repaired = store.append(next, week, now);
+        ASSERT_EQ(repaired.size(), before.size() + 1);
+        EXPECT_TRUE(std::equal(before.begin(), before.end(), repaired.begin()));
+        EXPECT_EQ(repaired.back(), next);
+        expectWholeJournal(file);
+    }
 }
 
 }  // namespace
