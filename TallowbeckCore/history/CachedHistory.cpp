@@ -1,7 +1,6 @@
 #include "TallowbeckCore/history/CachedHistory.hpp"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 namespace tallowbeck {
@@ -13,8 +12,7 @@ bool isEarlier(const TemperatureSample& first, const TemperatureSample& second) 
 }
 
 // Geometric growth, but by an eighth rather than double, so that little memory lies unused.
-template <typename Element>
-void makeRoomForOne(std::vector<Element>& elements) {
+void makeRoomForOne(std::vector<TemperatureSample>& elements) {
     if (elements.size() == elements.capacity()) {
         constexpr std::size_t minimumGrowth = 64;
         elements.reserve(elements.size() + std::max(elements.size() / 8, minimumGrowth));
@@ -26,10 +24,6 @@ void makeRoomForOne(std::vector<Element>& elements) {
 CachedHistory::CachedHistory(std::vector<TemperatureSample> samples)
     : samples_(std::move(samples)), sortedByTime_(std::ranges::is_sorted(samples_, isEarlier)) {
     samples_.shrink_to_fit();
-    idKeys_.reserve(samples_.size());
-    for (const TemperatureSample& sample : samples_) {
-        idKeys_.push_back(keyOf(sample.id()));
-    }
 }
 
 std::span<const TemperatureSample> CachedHistory::samples() const noexcept {
@@ -42,31 +36,38 @@ void CachedHistory::removeRecordedBefore(double cutoff) {
     };
     if (sortedByTime_) {
         const auto live = samples_.begin() + static_cast<std::ptrdiff_t>(first_);
-        first_ += static_cast<std::size_t>(
-            std::partition_point(live, samples_.end(), isBeforeCutoff) - live);
+        const auto kept = std::partition_point(live, samples_.end(), isBeforeCutoff);
+        std::for_each(live, kept, [this](const TemperatureSample& removed) { forgetID(removed); });
+        first_ += static_cast<std::size_t>(kept - live);
         reclaimRemovedFront();
         return;
     }
     std::size_t kept = first_;
     for (std::size_t index = first_; index < samples_.size(); ++index) {
-        if (!isBeforeCutoff(samples_[index])) {
-            samples_[kept] = samples_[index];
-            idKeys_[kept] = idKeys_[index];
-            ++kept;
+        if (isBeforeCutoff(samples_[index])) {
+            forgetID(samples_[index]);
+        } else {
+            samples_[kept++] = samples_[index];
         }
     }
     samples_.erase(samples_.begin() + static_cast<std::ptrdiff_t>(kept), samples_.end());
-    idKeys_.resize(kept);
 }
 
-bool CachedHistory::containsID(const UUID& id) const noexcept {
-    const std::uint64_t key = keyOf(id);
-    for (std::size_t index = first_; index < idKeys_.size(); ++index) {
-        if (idKeys_[index] == key && samples_[index].id() == id) {
-            return true;
+bool CachedHistory::containsID(const UUID& id) {
+    if (!idKeys_) {
+        idKeys_.emplace();
+        idKeys_->reserve(samples().size());
+        for (const TemperatureSample& sample : samples()) {
+            idKeys_->insert(IDKeySet::keyOf(sample.id()));
         }
     }
-    return false;
+    // The search through the samples that settles it is rare.
+    if (!idKeys_->contains(IDKeySet::keyOf(id))) {
+        return false;
+    }
+    const std::span<const TemperatureSample> kept = samples();
+    return std::ranges::any_of(
+        kept, [&id](const TemperatureSample& sample) { return sample.id() == id; });
 }
 
 void CachedHistory::append(const TemperatureSample& sample) {
@@ -74,15 +75,16 @@ void CachedHistory::append(const TemperatureSample& sample) {
         sortedByTime_ = false;
     }
     makeRoomForOne(samples_);
-    makeRoomForOne(idKeys_);
     samples_.push_back(sample);
-    idKeys_.push_back(keyOf(sample.id()));
+    if (idKeys_) {
+        idKeys_->insert(IDKeySet::keyOf(sample.id()));
+    }
 }
 
-std::uint64_t CachedHistory::keyOf(const UUID& id) noexcept {
-    std::uint64_t key = 0;
-    std::memcpy(&key, id.bytes().data(), sizeof key);
-    return key;
+void CachedHistory::forgetID(const TemperatureSample& removed) noexcept {
+    if (idKeys_) {
+        idKeys_->erase(IDKeySet::keyOf(removed.id()));
+    }
 }
 
 void CachedHistory::reclaimRemovedFront() {
@@ -92,7 +94,6 @@ void CachedHistory::reclaimRemovedFront() {
         return;
     }
     samples_.erase(samples_.begin(), samples_.begin() + static_cast<std::ptrdiff_t>(first_));
-    idKeys_.erase(idKeys_.begin(), idKeys_.begin() + static_cast<std::ptrdiff_t>(first_));
     first_ = 0;
 }
 

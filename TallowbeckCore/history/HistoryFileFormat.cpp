@@ -8,6 +8,7 @@
 
 #include "TallowbeckCore/history/CorruptJournalEntryError.hpp"
 #include "TallowbeckCore/history/HistoryDecodingError.hpp"
+#include "TallowbeckCore/history/IDKeySet.hpp"
 #include "TallowbeckCore/support/JSONObject.hpp"
 #include "TallowbeckCore/support/JSONWriter.hpp"
 
@@ -91,12 +92,13 @@ HistoryFileFormat::Journal HistoryFileFormat::decodeJournal(std::string_view byt
     return journal;
 }
 
-std::vector<TemperatureSample> HistoryFileFormat::decodeSnapshot(const std::string& bytes) {
+std::vector<TemperatureSample> HistoryFileFormat::decodeSnapshot(const std::string& bytes,
+                                                                 std::size_t samplesToAdd) {
     try {
         simdjson::dom::parser parser;
         const simdjson::dom::array array = parseArray(parser, bytes);
         std::vector<TemperatureSample> samples;
-        samples.reserve(array.size());
+        samples.reserve(array.size() + samplesToAdd);
         for (const simdjson::dom::element element : array) {
             samples.push_back(TemperatureSample::fromJSON(JSONObject::from(element, "an item")));
         }
@@ -126,14 +128,14 @@ std::vector<TemperatureSample> HistoryFileFormat::fold(std::vector<TemperatureSa
     });
 
     // Only ids that occur in the journal can repeat, and the journal is the short part.
-    std::unordered_set<UUID> journalIDs;
+    IDKeySet journalKeys;
     for (const TemperatureSample& sample : outcome.keptSamples) {
-        journalIDs.insert(sample.id());
+        journalKeys.insert(IDKeySet::keyOf(sample.id()));
     }
     snapshot.reserve(snapshot.size() + outcome.keptSamples.size());
     std::unordered_set<UUID> taken;
     for (const TemperatureSample& sample : snapshot) {
-        if (journalIDs.contains(sample.id())) {
+        if (journalKeys.contains(IDKeySet::keyOf(sample.id()))) {
             taken.insert(sample.id());
         }
     }

@@ -30,7 +30,9 @@ public:
 
     // One JSON array of samples. Throws HistoryDecodingError. Parsed where it lies, without a
     // copy, when the string's spare capacity holds the parser's padding (SIMDJSON_PADDING bytes).
-    static std::vector<TemperatureSample> decodeSnapshot(const std::string& bytes);
+    // The vector has room for `samplesToAdd` more, so that folding in a journal moves nothing.
+    static std::vector<TemperatureSample> decodeSnapshot(const std::string& bytes,
+                                                         std::size_t samplesToAdd = 0);
     // Compact, with no line feed at the end. Throws std::out_of_range for a sample whose time
     // cannot be written.
     static std::string encodeSnapshot(std::span<const TemperatureSample> samples);

@@ -227,7 +227,7 @@ void TemperatureHistoryStore::read() {
     std::vector<TemperatureSample> snapshot;
     if (!journal.containsReset()) {
         if (const std::optional<std::string> bytes = readWholeFile(*calls_, files_.snapshot)) {
-            snapshot = HistoryFileFormat::decodeSnapshot(*bytes);
+            snapshot = HistoryFileFormat::decodeSnapshot(*bytes, journal.entries.size());
         }
     }
     cachedSamples_.emplace(HistoryFileFormat::fold(std::move(snapshot), journal.entries));

@@ -65,8 +65,32 @@ TEST(CachedHistoryTests, AnIDSharingItsFirstHalfIsNotTheSame) {
     const TemperatureSample sample = sampleAt(10);
     UUID::Bytes bytes = sample.id().bytes();
     bytes[15] ^= 0xFF;
-    const CachedHistory history({sample});
+    CachedHistory history({sample});
     EXPECT_FALSE(history.containsID(UUID(bytes)));
+}
+
+TEST(CachedHistoryTests, IDsSharingTheirFirstHalfAreTrackedApart) {
+    const TemperatureSample older = sampleAt(10);
+    UUID::Bytes bytes = older.id().bytes();
+    bytes[15] ^= 0xFF;
+    const TemperatureSample newer(UUID(bytes), 20, 31.5, std::nullopt, std::nullopt,
+                                  SystemThermalState::nominal, false, false);
+    CachedHistory history({older, newer});
+    EXPECT_TRUE(history.containsID(older.id()));
+    history.removeRecordedBefore(15);
+    EXPECT_FALSE(history.containsID(older.id()));
+    EXPECT_TRUE(history.containsID(newer.id()));
+}
+
+TEST(CachedHistoryTests, ChangesBeforeTheFirstLookupAreAccountedFor) {
+    const std::vector<TemperatureSample> samples = samplesAt({10, 20});
+    CachedHistory history(samples);
+    const TemperatureSample added = sampleAt(30);
+    history.append(added);
+    history.removeRecordedBefore(15);
+    EXPECT_FALSE(history.containsID(samples[0].id()));
+    EXPECT_TRUE(history.containsID(samples[1].id()));
+    EXPECT_TRUE(history.containsID(added.id()));
 }
 
 TEST(CachedHistoryTests, StaysCorrectThroughALongRunOfAppendsAndExpiries) {

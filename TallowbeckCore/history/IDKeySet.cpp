@@ -1,0 +1,111 @@
+#include "TallowbeckCore/history/IDKeySet.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <utility>
+
+namespace tallowbeck {
+
+namespace {
+
+constexpr std::uint64_t emptySlot = 0;
+
+// Linear probing stays short up to three quarters full.
+constexpr bool isCrowded(std::size_t keys, std::size_t slots) { return keys * 4 > slots * 3; }
+
+}  // namespace
+
+std::uint64_t IDKeySet::keyOf(const UUID& id) noexcept {
+    std::uint64_t key = 0;
+    std::memcpy(&key, id.bytes().data(), sizeof key);
+    return key;
+}
+
+void IDKeySet::insert(std::uint64_t key) {
+    if (key == emptySlot) {
+        ++zeroKeys_;
+        return;
+    }
+    reserve(nonzeroKeys_ + 1);
+    place(key);
+    ++nonzeroKeys_;
+}
+
+void IDKeySet::erase(std::uint64_t key) noexcept {
+    if (key == emptySlot) {
+        zeroKeys_ -= zeroKeys_ > 0 ? 1 : 0;
+        return;
+    }
+    if (slots_.empty()) {
+        return;
+    }
+    std::size_t hole = find(key);
+    if (slots_[hole] == emptySlot) {
+        return;
+    }
+    // Shifts back every later key of the run whose search would otherwise stop at the hole.
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t slot = next(hole); slots_[slot] != emptySlot; slot = next(slot)) {
+        const std::size_t home = homeOf(slots_[slot]);
+        if (((slot - home) & mask) >= ((slot - hole) & mask)) {
+            slots_[hole] = slots_[slot];
+            hole = slot;
+        }
+    }
+    slots_[hole] = emptySlot;
+    --nonzeroKeys_;
+}
+
+bool IDKeySet::contains(std::uint64_t key) const noexcept {
+    if (key == emptySlot) {
+        return zeroKeys_ > 0;
+    }
+    return !slots_.empty() && slots_[find(key)] == key;
+}
+
+void IDKeySet::reserve(std::size_t keys) {
+    if (!isCrowded(keys, slots_.size())) {
+        return;
+    }
+    std::size_t slotCount = std::max<std::size_t>(slots_.size(), 16);
+    while (isCrowded(keys, slotCount)) {
+        slotCount *= 2;
+    }
+    rehash(slotCount);
+}
+
+std::size_t IDKeySet::homeOf(std::uint64_t key) const noexcept {
+    // Fibonacci hashing: the high bits of the product depend on every bit of the key, so even
+    // keys that differ only in their low bits spread out.
+    constexpr std::uint64_t goldenRatio = 0x9E3779B97F4A7C15;
+    const int shift = 64 - std::countr_zero(slots_.size());
+    return static_cast<std::size_t>((key * goldenRatio) >> shift) & (slots_.size() - 1);
+}
+
+std::size_t IDKeySet::find(std::uint64_t key) const noexcept {
+    std::size_t slot = homeOf(key);
+    while (slots_[slot] != emptySlot && slots_[slot] != key) {
+        slot = next(slot);
+    }
+    return slot;
+}
+
+void IDKeySet::place(std::uint64_t key) noexcept {
+    std::size_t slot = homeOf(key);
+    while (slots_[slot] != emptySlot) {
+        slot = next(slot);
+    }
+    slots_[slot] = key;
+}
+
+void IDKeySet::rehash(std::size_t slotCount) {
+    std::vector<std::uint64_t> old = std::exchange(slots_, std::vector<std::uint64_t>(slotCount));
+    for (const std::uint64_t key : old) {
+        if (key != emptySlot) {
+            place(key);
+        }
+    }
+}
+
+}  // namespace tallowbeck
