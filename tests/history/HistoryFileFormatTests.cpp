@@ -231,6 +231,14 @@ TEST(HistoryFileFormatTests, TheSnapshotRoundTripsCompactlyWithoutALineFeed) {
     EXPECT_EQ(HistoryFileFormat::encodeSnapshot({}), "[]");
 }
 
+TEST(HistoryFileFormatTests, ADecodedSnapshotHasRoomForTheSamplesToAdd) {
+    const std::vector<TemperatureSample> samples = {sampleAt(noon), sampleAt(noon + 1)};
+    const std::vector<TemperatureSample> decoded =
+        HistoryFileFormat::decodeSnapshot(HistoryFileFormat::encodeSnapshot(samples), 3);
+    EXPECT_EQ(decoded, samples);
+    EXPECT_GE(decoded.capacity(), 5U);
+}
+
 TEST(HistoryFileFormatTests, ASnapshotThatDoesNotDecodeFailsWithTheDecoderError) {
     const std::vector<std::string> undecodable = {"", "{}", "[1]", "[{\"id\":3}]",
                                                   "["s + sampleAt(noon).json()};
