@@ -244,14 +244,17 @@ void TemperatureHistoryStore::compact() {
 }
 
 void TemperatureHistoryStore::appendToJournal(const std::string& line) {
-    if (!calls_->stamp(files_.journal.c_str())) {
+    const std::optional<FileStamp> stamp = calls_->stamp(files_.journal.c_str());
+    if (!stamp) {
         AtomicFile::replace(*calls_, files_.journal, "");
     }
     const FileDescriptor journal = openFile(*calls_, files_.journal, O_WRONLY | O_CLOEXEC);
     const auto validLength = static_cast<off_t>(journalLength_);
     const std::string what = files_.journal.string();
-    // Cuts off a line an interrupted writer left unfinished.
-    if (retryingInterrupted([&] { return calls_->ftruncate(journal.get(), validLength); }) != 0) {
+    // Cuts off a line an interrupted writer left unfinished. Only then: truncating touches the
+    // file's metadata, which costs the flush below almost as much again.
+    if (stamp && stamp->size > journalLength_ &&
+        retryingInterrupted([&] { return calls_->ftruncate(journal.get(), validLength); }) != 0) {
         throwLastError("cannot truncate " + what);
     }
     if (::lseek(journal.get(), validLength, SEEK_SET) < 0) {

@@ -65,6 +65,10 @@ std::string journalOf(std::span<const TemperatureSample> samples) {
     return bytes;
 }
 
+// The start of a line that a writer killed while appending left behind; the next append cuts it
+// off first.
+std::string tornLine() { return journalOf(std::vector{sampleAt(now)}).substr(0, 40); }
+
 struct JournalFile {
     History samples;
     std::string bytes;
@@ -128,7 +132,8 @@ std::string errorName(int error) {
 }
 
 // A history on disk for one operation to start from, and what the operation leaves when it
-// succeeds: a snapshot and a short journal, or for a compacting append a journal that is full.
+// succeeds: a snapshot and a short journal ending in a torn line, or for a compacting append a
+// journal that is full.
 class Scenario {
 public:
     explicit Scenario(Operation operation) : operation_(operation) {
@@ -140,7 +145,7 @@ public:
         before_ = recentSamples(4);
         const std::span<const TemperatureSample> all(before_);
         directory_.write(snapshotName, HistoryFileFormat::encodeSnapshot(all.first(2)));
-        directory_.write(journalName, journalOf(all.last(2)));
+        directory_.write(journalName, journalOf(all.last(2)) + tornLine());
     }
 
     std::filesystem::path file() const { return directory_.path() / snapshotName; }
@@ -316,13 +321,18 @@ TEST(TemperatureHistoryStoreLockFaultTests, ALockThatCannotBeTakenFailsAndCloses
     }
 }
 
-// Rewrites the journal in place with another first sample of the same length and puts its
+// Rewrites the journal's first line in place with another sample of the same length and puts its
 // modification time back, a change that the file's stamp cannot show.
 void changeJournalUnseen(const std::filesystem::path& journal, const TemperatureSample& changed) {
     const std::filesystem::file_time_type modified = std::filesystem::last_write_time(journal);
     const std::string line = JournalEntry::sampleEntry(changed, monthAgo).line();
-    ASSERT_EQ(line.size(), std::filesystem::file_size(journal));
-    std::fstream(journal, std::ios::in | std::ios::out | std::ios::binary) << line;
+    std::fstream file(journal, std::ios::in | std::ios::out | std::ios::binary);
+    std::string firstLine;
+    std::getline(file, firstLine);
+    ASSERT_EQ(firstLine.size() + 1, line.size());
+    file.seekp(0);
+    file << line;
+    file.close();
     std::filesystem::last_write_time(journal, modified);
 }
 
@@ -347,7 +357,7 @@ TEST_P(TemperatureHistoryStoreRereadTests, AfterAFailedAppendTheNextOperationRea
     const testing::TemporaryDirectory directory;
     const std::filesystem::path file = directory.path() / snapshotName;
     const TemperatureSample original = sampleAt(now - 1, 31.5);
-    directory.write(journalName, journalOf(std::vector{original}));
+    directory.write(journalName, journalOf(std::vector{original}) + tornLine());
     TemperatureHistoryStore store(file, testing::faultyFileCalls());
     ASSERT_EQ(listOf(store.samples()), std::vector{original});
     {

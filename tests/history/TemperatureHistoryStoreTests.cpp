@@ -293,6 +293,21 @@ TEST_F(TemperatureHistoryStoreTests, TheNextAppendOverwritesAPartialLastLine) {
     EXPECT_EQ(listOf(TemperatureHistoryStore(file()).samples()), (std::vector{first, second}));
 }
 
+TEST_F(TemperatureHistoryStoreTests, APartialLastLineLongerThanTheNextLeavesNothingBehind) {
+    TemperatureHistoryStore store(file());
+    store.append(sampleAt(now), week, now);
+    const std::string complete = journal();
+    const std::string partial = JournalEntry::sampleEntry(sampleAt(now), now).line();
+    writeJournal(complete + partial.substr(0, partial.size() - 2));
+
+    const TemperatureSample shorter = sampleAt(now + 1, std::nullopt);
+    const std::string line = JournalEntry::sampleEntry(shorter, now + 1 - 7 * day).line();
+    ASSERT_LT(line.size(), partial.size() - 2);
+    store.append(shorter, week, now + 1);
+
+    EXPECT_EQ(journal(), complete + line);
+}
+
 TEST_F(TemperatureHistoryStoreTests, ResetEmptiesTheHistoryWithoutReadingTheOldSnapshot) {
     directory.write(std::filesystem::relative(files().snapshot, directory.path()), "not JSON");
     TemperatureHistoryStore store(file());
