@@ -76,11 +76,11 @@ void IDKeySet::reserve(std::size_t keys) {
 }
 
 std::size_t IDKeySet::homeOf(std::uint64_t key) const noexcept {
-    // Fibonacci hashing: the high bits of the product depend on every bit of the key, so even
-    // keys that differ only in their low bits spread out.
+    // Fibonacci hashing: the top bits of the product depend on every bit of the key, so keys
+    // that differ only in a few bits, at either end, still spread out.
     constexpr std::uint64_t goldenRatio = 0x9E3779B97F4A7C15;
     const int shift = 64 - std::countr_zero(slots_.size());
-    return static_cast<std::size_t>((key * goldenRatio) >> shift) & (slots_.size() - 1);
+    return static_cast<std::size_t>((key * goldenRatio) >> shift);
 }
 
 std::size_t IDKeySet::find(std::uint64_t key) const noexcept {
