@@ -10,7 +10,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/TallowbeckCore/
   # Internal: keeps the JSON parser out of the installed interface.
   PATTERN "JSONObject.hpp" EXCLUDE
   # Internal: shared by the Linux and Darwin file calls only.
-  PATTERN "PosixFileStamp.hpp" EXCLUDE)
+  PATTERN "PosixFileCalls.hpp" EXCLUDE)
 
 set(TALLOWBECK_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/TallowbeckCore)
 install(EXPORT TallowbeckCoreTargets NAMESPACE Tallowbeck:: DESTINATION ${TALLOWBECK_CMAKE_DIR})

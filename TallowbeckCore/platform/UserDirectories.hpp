@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
 
 namespace tallowbeck {
 
@@ -16,6 +17,14 @@ public:
     virtual std::filesystem::path temporary() const = 0;
 
     static const UserDirectories& system();
+
+protected:
+    // The value of the process's environment variable; nothing when it is not set.
+    static std::optional<std::string> environmentVariable(const char* name);
+    // `value` when it names an absolute path; nothing when it is absent or relative, since a
+    // relative directory would move with the working directory.
+    static std::optional<std::filesystem::path> absoluteDirectory(
+        const std::optional<std::string>& value);
 };
 
 }  // namespace tallowbeck

@@ -1,19 +1,14 @@
 #include <fcntl.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 
 #include "TallowbeckCore/platform/FileCalls.hpp"
-#include "TallowbeckCore/platform/PosixFileStamp.hpp"
+#include "TallowbeckCore/platform/PosixFileCalls.hpp"
 
 namespace tallowbeck {
 
 namespace {
-
-// open is variadic in libc; the table needs a function of fixed arity.
-int openFile(const char* path, int flags, mode_t mode) { return ::open(path, flags, mode); }
 
 // fsync on macOS leaves the data in the drive's own cache; F_FULLFSYNC makes the drive write it
 // out. File systems without that flush refuse it, and there fsync is the most there is. An I/O
@@ -28,14 +23,7 @@ int flushToDevice(int descriptor) {
 }  // namespace
 
 const FileCalls& FileCalls::system() noexcept {
-    static constexpr FileCalls calls{.open = openFile,
-                                     .flock = ::flock,
-                                     .write = ::write,
-                                     .fsync = flushToDevice,
-                                     .rename = ::rename,
-                                     .ftruncate = ::ftruncate,
-                                     .stamp = posixFileStamp<&stat::st_mtimespec>};
-    return calls;
+    return PosixFileCalls<flushToDevice, &stat::st_mtimespec>::table();
 }
 
 }  // namespace tallowbeck

@@ -5,34 +5,10 @@
 
 #include <array>
 #include <climits>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
 namespace tallowbeck {
-namespace {
-
-std::optional<std::filesystem::path> absoluteEnvironmentDirectory(const char* name) {
-    const char* value = std::getenv(name);
-    if (value == nullptr || !std::filesystem::path(value).is_absolute()) {
-        return std::nullopt;
-    }
-    return std::filesystem::path(value);
-}
-
-// sysdir names the user's directories below "~", which is the home directory in $HOME.
-std::optional<std::filesystem::path> withHomeExpanded(std::string_view path) {
-    if (!path.starts_with('~')) {
-        return std::filesystem::path(path);
-    }
-    const std::optional<std::filesystem::path> home = absoluteEnvironmentDirectory("HOME");
-    if (!home) {
-        return std::nullopt;
-    }
-    return std::filesystem::path(home->native() + std::string(path.substr(1)));
-}
-
-}  // namespace
 
 const UserDirectories& UserDirectories::system() {
     static const DarwinUserDirectories instance;
@@ -49,6 +25,19 @@ std::optional<std::filesystem::path> DarwinUserDirectories::applicationSupport()
     return withHomeExpanded(path.data());
 }
 
+std::optional<std::filesystem::path> DarwinUserDirectories::withHomeExpanded(
+    std::string_view path) {
+    if (!path.starts_with('~')) {
+        return std::filesystem::path(path);
+    }
+    const std::optional<std::filesystem::path> home =
+        absoluteDirectory(environmentVariable("HOME"));
+    if (!home) {
+        return std::nullopt;
+    }
+    return std::filesystem::path(home->native() + std::string(path.substr(1)));
+}
+
 std::filesystem::path DarwinUserDirectories::temporary() const {
     std::array<char, PATH_MAX> path{};
     // The length includes the terminating zero; 0 is a failure, more than the buffer a cut.
@@ -56,7 +45,7 @@ std::filesystem::path DarwinUserDirectories::temporary() const {
     if (length > 1 && length <= path.size()) {
         return path.data();
     }
-    return absoluteEnvironmentDirectory("TMPDIR").value_or("/tmp");
+    return absoluteDirectory(environmentVariable("TMPDIR")).value_or("/tmp");
 }
 
 }  // namespace tallowbeck

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "TallowbeckCore/platform/UserDirectories.hpp"
 
 namespace tallowbeck {
@@ -10,6 +12,10 @@ class DarwinUserDirectories final : public UserDirectories {
 public:
     std::optional<std::filesystem::path> applicationSupport() const override;
     std::filesystem::path temporary() const override;
+
+private:
+    // sysdir names the user's directories below "~", which is the home directory in $HOME.
+    static std::optional<std::filesystem::path> withHomeExpanded(std::string_view path);
 };
 
 }  // namespace tallowbeck

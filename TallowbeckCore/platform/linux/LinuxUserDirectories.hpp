@@ -22,7 +22,7 @@ public:
     std::filesystem::path temporary() const override;
 
 private:
-    std::optional<std::filesystem::path> absoluteDirectory(const char* name) const;
+    std::optional<std::filesystem::path> environmentDirectory(const char* name) const;
 
     Environment environment_;
 };
