@@ -65,9 +65,6 @@ int faultyFtruncate(int descriptor, off_t length) {
                                              : real().ftruncate(descriptor, length);
 }
 
-// Not among the faults: the store already reads a missing stamp as a missing file.
-std::optional<FileStamp> stamp(const char* path) { return real().stamp(path); }
-
 }  // namespace
 
 std::string_view nameOf(FileFunction function) {
@@ -89,13 +86,15 @@ std::string_view nameOf(FileFunction function) {
 }
 
 const FileCalls& faultyFileCalls() {
-    static constexpr FileCalls calls{.open = faultyOpen,
-                                     .flock = faultyFlock,
-                                     .write = faultyWrite,
-                                     .fsync = faultyFsync,
-                                     .rename = faultyRename,
-                                     .ftruncate = faultyFtruncate,
-                                     .stamp = stamp};
+    // The stamp is not among the faults: the store already reads a missing stamp as a missing
+    // file.
+    static const FileCalls calls{.open = faultyOpen,
+                                 .flock = faultyFlock,
+                                 .write = faultyWrite,
+                                 .fsync = faultyFsync,
+                                 .rename = faultyRename,
+                                 .ftruncate = faultyFtruncate,
+                                 .stamp = real().stamp};
     return calls;
 }
 

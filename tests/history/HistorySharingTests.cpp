@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,14 +10,18 @@
 #include <cmath>
 #include <random>
 #include <set>
+#include <string_view>
 #include <thread>
 #include <vector>
 
+#include "TallowbeckCore/history/AtomicFile.hpp"
 #include "TallowbeckCore/history/HistoryFileFormat.hpp"
 #include "TallowbeckCore/history/HistoryFiles.hpp"
 #include "TallowbeckCore/history/JournalEntry.hpp"
 #include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
 #include "TallowbeckCore/platform/FileCalls.hpp"
+#include "TallowbeckCore/support/FileDescriptor.hpp"
+#include "tests/testing/ChildProcess.hpp"
 #include "tests/testing/FileContents.hpp"
 #include "tests/testing/Samples.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
@@ -38,39 +41,6 @@ using IDSet = std::set<UUID, ByBytes>;
 double wholeSecondNow() {
     return std::floor(
         std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count());
-}
-
-// Runs `work` in a child process, which exits with its result; never returns in the child.
-template <typename Work>
-pid_t forkRunning(Work&& work) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        int status = 1;
-        try {
-            status = work();
-        } catch (...) {
-        }
-        ::_exit(status);
-    }
-    return child;
-}
-
-int exitStatusOf(pid_t child) {
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
-void writeAll(int descriptor, const void* bytes, std::size_t size) {
-    const auto* next = static_cast<const char*>(bytes);
-    while (size > 0) {
-        const ssize_t written = ::write(descriptor, next, size);
-        if (written <= 0) {
-            ::_exit(3);
-        }
-        next += written;
-        size -= static_cast<std::size_t>(written);
-    }
 }
 
 std::vector<UUID> readIDs(int descriptor) {
@@ -123,14 +93,31 @@ const FileCalls& tearingFileCalls() {
     return calls;
 }
 
+// A pipe whose ends close with it.
 struct Pipe {
-    Pipe() { EXPECT_EQ(::pipe(ends), 0); }
-    ~Pipe() {
-        ::close(ends[0]);
-        ::close(ends[1]);
+    Pipe() {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(::pipe(ends), 0);
+        readEnd = FileDescriptor(ends[0]);
+        writeEnd = FileDescriptor(ends[1]);
     }
-    int ends[2] = {-1, -1};
+
+    FileDescriptor readEnd;
+    FileDescriptor writeEnd;
 };
+
+void writeToPipe(const Pipe& pipe, std::string_view bytes) {
+    AtomicFile::writeAll(FileCalls::system(), pipe.writeEnd.get(), bytes, "pipe");
+}
+
+// Appends a new sample and then sends its id down `acknowledged`.
+void appendAcknowledged(TemperatureHistoryStore& store, double now, const Pipe& acknowledged) {
+    const TemperatureSample sample = testing::sampleAt(now);
+    store.append(sample, week, now);
+    const UUID::Bytes& id = sample.id().bytes();
+    writeToPipe(acknowledged,
+                std::string_view(reinterpret_cast<const char*>(id.data()), id.size()));
+}
 
 TEST(HistorySharingTests, FourWritersAndAReaderLoseNothingAcrossCompaction) {
     constexpr int writers = 4;
@@ -141,13 +128,13 @@ TEST(HistorySharingTests, FourWritersAndAReaderLoseNothingAcrossCompaction) {
     Pipe stop;
 
     // The reader reports 0 when every history it saw began with the one before it.
-    const pid_t reader = forkRunning([&] {
+    const pid_t reader = testing::forkRunning([&] {
         TemperatureHistoryStore store(file);
         std::vector<UUID> previous;
         int reads = 0;
         char ignored = 0;
-        ::fcntl(stop.ends[0], F_SETFL, O_NONBLOCK);
-        while (::read(stop.ends[0], &ignored, 1) != 1) {
+        ::fcntl(stop.readEnd.get(), F_SETFL, O_NONBLOCK);
+        while (::read(stop.readEnd.get(), &ignored, 1) != 1) {
             const std::span<const TemperatureSample> samples = store.samples();
             if (samples.size() < previous.size()) {
                 return 10;
@@ -169,24 +156,21 @@ TEST(HistorySharingTests, FourWritersAndAReaderLoseNothingAcrossCompaction) {
     std::vector<pid_t> writerProcesses;
     Pipe acknowledged;
     for (int writer = 0; writer < writers; ++writer) {
-        writerProcesses.push_back(forkRunning([&] {
+        writerProcesses.push_back(testing::forkRunning([&] {
             TemperatureHistoryStore store(file);
             for (int index = 0; index < samplesEach; ++index) {
-                const TemperatureSample sample = testing::sampleAt(now);
-                store.append(sample, week, now);
-                writeAll(acknowledged.ends[1], sample.id().bytes().data(), 16);
+                appendAcknowledged(store, now, acknowledged);
             }
             return 0;
         }));
     }
-    ::close(acknowledged.ends[1]);
-    acknowledged.ends[1] = -1;
-    const std::vector<UUID> written = readIDs(acknowledged.ends[0]);
+    acknowledged.writeEnd.close();
+    const std::vector<UUID> written = readIDs(acknowledged.readEnd.get());
     for (const pid_t writer : writerProcesses) {
-        EXPECT_EQ(exitStatusOf(writer), 0);
+        EXPECT_EQ(testing::exitStatusOf(writer), 0);
     }
-    writeAll(stop.ends[1], "x", 1);
-    EXPECT_EQ(exitStatusOf(reader), 0);
+    writeToPipe(stop, "x");
+    EXPECT_EQ(testing::exitStatusOf(reader), 0);
 
     TemperatureHistoryStore store(file);
     const std::span<const TemperatureSample> history = store.samples();
@@ -211,21 +195,18 @@ TEST(HistorySharingTests, EveryAcknowledgedAppendSurvivesAKill) {
 
     for (int round = 0; round < kills; ++round) {
         Pipe acknowledged;
-        const pid_t writer = forkRunning([&] {
+        const pid_t writer = testing::forkRunning([&] {
             TemperatureHistoryStore store(file);
             for (;;) {
-                const TemperatureSample sample = testing::sampleAt(now);
-                store.append(sample, week, now);
-                writeAll(acknowledged.ends[1], sample.id().bytes().data(), 16);
+                appendAcknowledged(store, now, acknowledged);
             }
             return 0;
         });
-        ::close(acknowledged.ends[1]);
-        acknowledged.ends[1] = -1;
+        acknowledged.writeEnd.close();
         std::this_thread::sleep_for(std::chrono::milliseconds(delayMilliseconds(random)));
         ::kill(writer, SIGKILL);
-        EXPECT_EQ(exitStatusOf(writer), 128 + SIGKILL);
-        for (const UUID& id : readIDs(acknowledged.ends[0])) {
+        EXPECT_EQ(testing::exitStatusOf(writer), 128 + SIGKILL);
+        for (const UUID& id : readIDs(acknowledged.readEnd.get())) {
             acknowledgedSoFar.insert(id);
         }
 
@@ -264,12 +245,12 @@ TEST(HistorySharingTests, AWriterKilledMidLineLosesNothingAndTheNextAppendRepair
         const std::vector<TemperatureSample> before(store.samples().begin(), store.samples().end());
         const std::uintmax_t wholeLength = std::filesystem::file_size(journal);
         tornLength = tornLengths(random);
-        const pid_t writer = forkRunning([&] {
+        const pid_t writer = testing::forkRunning([&] {
             TemperatureHistoryStore(file, tearingFileCalls())
                 .append(testing::sampleAt(now), week, now);
             return 0;
         });
-        ASSERT_EQ(exitStatusOf(writer), 128 + SIGKILL);
+        ASSERT_EQ(testing::exitStatusOf(writer), 128 + SIGKILL);
         ASSERT_EQ(std::filesystem::file_size(journal), wholeLength + tornLength);
 
         const std::span<const TemperatureSample> afterKill = store.samples();

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -118,19 +119,6 @@ std::string nameOf(Operation operation) {
     return "Unknown";
 }
 
-std::string errorName(int error) {
-    switch (error) {
-        case EIO:
-            return "EIO";
-        case ENOSPC:
-            return "ENOSPC";
-        case EINTR:
-            return "EINTR";
-        default:
-            return std::to_string(error);
-    }
-}
-
 // A history on disk for one operation to start from, and what the operation leaves when it
 // succeeds: a snapshot and a short journal ending in a torn line, or for a compacting append a
 // journal that is full.
@@ -205,7 +193,7 @@ using FaultCase = std::tuple<Operation, FileFunction, int>;
 std::string faultCaseName(const ::testing::TestParamInfo<FaultCase>& tested) {
     const auto [operation, function, error] = tested.param;
     return nameOf(operation) + "_" + std::string(testing::nameOf(function)) + "_" +
-           errorName(error);
+           strerrorname_np(error);
 }
 
 class TemperatureHistoryStoreFaultTests : public ::testing::TestWithParam<FaultCase> {

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <string>
@@ -13,6 +11,7 @@
 #include "TallowbeckCore/history/JournalEntry.hpp"
 #include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
 #include "tests/fakes/FakeUserDirectories.hpp"
+#include "tests/testing/ChildProcess.hpp"
 #include "tests/testing/FileContents.hpp"
 #include "tests/testing/LocalTimeZone.hpp"
 #include "tests/testing/Samples.hpp"
@@ -215,19 +214,12 @@ TEST_F(TemperatureHistoryStoreTests, AnotherProcessesAppendIsSeenByTheNextRead) 
     store.append(mine, week, now);
     const TemperatureSample foreign = sampleAt(now + 1);
 
-    const pid_t child = ::fork();
+    const pid_t child = testing::forkRunning([&] {
+        TemperatureHistoryStore(file()).append(foreign, week, now + 1);
+        return 0;
+    });
     ASSERT_GE(child, 0);
-    if (child == 0) {
-        try {
-            TemperatureHistoryStore(file()).append(foreign, week, now + 1);
-            ::_exit(0);
-        } catch (...) {
-            ::_exit(1);
-        }
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    ASSERT_EQ(testing::exitStatusOf(child), 0);
 
     EXPECT_EQ(listOf(store.samples()), (std::vector{mine, foreign}));
     // The foreign entry's length counts: this store's next line goes after it.

@@ -9,9 +9,9 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "TallowbeckCore/platform/FileCalls.hpp"
+#include "TallowbeckCore/support/FileDescriptor.hpp"
 #include "tests/testing/FileContents.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
 
@@ -25,23 +25,9 @@ using testing::TemporaryDirectory;
 const FileCalls& calls = FileCalls::system();
 
 // A descriptor from the table's open, closed when the test is done with it.
-class OpenFile {
-public:
-    OpenFile(const std::filesystem::path& path, int flags)
-        : descriptor_(calls.open(path.c_str(), flags, 0600)) {}
-    ~OpenFile() {
-        if (descriptor_ >= 0) {
-            ::close(descriptor_);
-        }
-    }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-
-    int descriptor() const noexcept { return descriptor_; }
-
-private:
-    int descriptor_;
-};
+FileDescriptor openFile(const std::filesystem::path& path, int flags) {
+    return FileDescriptor(calls.open(path.c_str(), flags, 0600));
+}
 
 struct stat attributesOf(const std::filesystem::path& path) {
     struct stat attributes {};
@@ -105,23 +91,23 @@ TEST(LinuxFileCallsTests, ARenameOverTheFileChangesTheStampEvenWithTheSameSizeCo
 TEST(LinuxFileCallsTests, OpenCreatesTheFileWithTheModeAndReportsErrno) {
     TemporaryDirectory directory;
     const std::filesystem::path file = directory.path() / "f";
-    const OpenFile created(file, O_WRONLY | O_CREAT | O_EXCL);
-    ASSERT_GE(created.descriptor(), 0);
+    const FileDescriptor created = openFile(file, O_WRONLY | O_CREAT | O_EXCL);
+    ASSERT_GE(created.get(), 0);
     EXPECT_EQ(attributesOf(file).st_mode & 0777, 0600u);
 
-    const OpenFile again(file, O_WRONLY | O_CREAT | O_EXCL);
-    EXPECT_EQ(again.descriptor(), -1);
+    const FileDescriptor again = openFile(file, O_WRONLY | O_CREAT | O_EXCL);
+    EXPECT_EQ(again.get(), -1);
     EXPECT_EQ(errno, EEXIST);
 }
 
 TEST(LinuxFileCallsTests, WriteAndFsyncPutTheBytesInTheFile) {
     TemporaryDirectory directory;
     const std::filesystem::path file = directory.path() / "f";
-    const OpenFile opened(file, O_WRONLY | O_CREAT);
+    const FileDescriptor opened = openFile(file, O_WRONLY | O_CREAT);
     constexpr std::string_view bytes = "written bytes";
-    EXPECT_EQ(calls.write(opened.descriptor(), bytes.data(), bytes.size()),
+    EXPECT_EQ(calls.write(opened.get(), bytes.data(), bytes.size()),
               static_cast<ssize_t>(bytes.size()));
-    EXPECT_EQ(calls.fsync(opened.descriptor()), 0);
+    EXPECT_EQ(calls.fsync(opened.get()), 0);
     EXPECT_EQ(contentsOf(file), bytes);
 }
 
@@ -137,8 +123,8 @@ TEST(LinuxFileCallsTests, WriteAndFsyncOfABadDescriptorFailWithEbadf) {
 TEST(LinuxFileCallsTests, FtruncateCutsTheFileToTheLength) {
     TemporaryDirectory directory;
     const std::filesystem::path file = directory.write("f", "keep|drop");
-    const OpenFile opened(file, O_WRONLY);
-    EXPECT_EQ(calls.ftruncate(opened.descriptor(), 4), 0);
+    const FileDescriptor opened = openFile(file, O_WRONLY);
+    EXPECT_EQ(calls.ftruncate(opened.get(), 4), 0);
     EXPECT_EQ(contentsOf(file), "keep");
 }
 
@@ -158,16 +144,16 @@ TEST(LinuxFileCallsTests, RenameMovesTheFileAndReportsAMissingSource) {
 TEST(LinuxFileCallsTests, AnExclusiveLockKeepsOutASecondDescriptorUntilReleased) {
     TemporaryDirectory directory;
     const std::filesystem::path file = directory.write("lock", "");
-    const OpenFile holder(file, O_RDWR);
-    const OpenFile other(file, O_RDWR);
-    ASSERT_EQ(calls.flock(holder.descriptor(), LOCK_EX), 0);
+    const FileDescriptor holder = openFile(file, O_RDWR);
+    const FileDescriptor other = openFile(file, O_RDWR);
+    ASSERT_EQ(calls.flock(holder.get(), LOCK_EX), 0);
 
     errno = 0;
-    EXPECT_EQ(calls.flock(other.descriptor(), LOCK_EX | LOCK_NB), -1);
+    EXPECT_EQ(calls.flock(other.get(), LOCK_EX | LOCK_NB), -1);
     EXPECT_EQ(errno, EWOULDBLOCK);
 
-    ASSERT_EQ(calls.flock(holder.descriptor(), LOCK_UN), 0);
-    EXPECT_EQ(calls.flock(other.descriptor(), LOCK_EX | LOCK_NB), 0);
+    ASSERT_EQ(calls.flock(holder.get(), LOCK_UN), 0);
+    EXPECT_EQ(calls.flock(other.get(), LOCK_EX | LOCK_NB), 0);
 }
 
 }  // namespace
