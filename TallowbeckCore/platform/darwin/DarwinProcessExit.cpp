@@ -45,14 +45,18 @@ void waitForEvent(int queue) noexcept {
 }  // namespace
 
 void DarwinProcessExit::waitForExit(std::int32_t pid) noexcept {
-    const int queue = ::kqueue();
-    if (queue < 0) {
-        return;
+    const FileDescriptor queue = exitDescriptor(pid);
+    if (queue.isOpen()) {
+        waitForEvent(queue.get());
     }
-    if (registerExitInterest(queue, pid)) {
-        waitForEvent(queue);
+}
+
+FileDescriptor DarwinProcessExit::exitDescriptor(std::int32_t pid) noexcept {
+    FileDescriptor queue(::kqueue());
+    if (queue.isOpen() && !registerExitInterest(queue.get(), pid)) {
+        queue.close();
     }
-    ::close(queue);
+    return queue;
 }
 
 ProcessExit& ProcessExit::system() {

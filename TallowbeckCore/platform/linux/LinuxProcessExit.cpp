@@ -5,23 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <optional>
+
+#include "TallowbeckCore/support/SystemCall.hpp"
 
 namespace tallowbeck {
 namespace {
-
-// Empty when the process is already gone, is not visible to us, or the kernel lacks pidfds.
-std::optional<int> openProcessDescriptor(std::int32_t pid) noexcept {
-    for (;;) {
-        const long descriptor = ::syscall(SYS_pidfd_open, pid, 0U);
-        if (descriptor >= 0) {
-            return static_cast<int>(descriptor);
-        }
-        if (errno != EINTR) {
-            return std::nullopt;
-        }
-    }
-}
 
 // Any outcome other than an interruption ends the wait: the exit itself, or an error that would
 // only repeat.
@@ -34,12 +22,18 @@ void waitUntilReadable(int descriptor) noexcept {
 }  // namespace
 
 void LinuxProcessExit::waitForExit(std::int32_t pid) noexcept {
-    const std::optional<int> descriptor = openProcessDescriptor(pid);
-    if (!descriptor) {
-        return;
+    const FileDescriptor descriptor = exitDescriptor(pid);
+    if (descriptor.isOpen()) {
+        waitUntilReadable(descriptor.get());
     }
-    waitUntilReadable(*descriptor);
-    ::close(*descriptor);
+}
+
+// Closed when the process is already gone, is not visible to us, or the kernel lacks pidfds.
+// Process descriptors are always closed on exec.
+FileDescriptor LinuxProcessExit::exitDescriptor(std::int32_t pid) noexcept {
+    const long descriptor =
+        SystemCall::retryingInterrupted([pid] { return ::syscall(SYS_pidfd_open, pid, 0U); });
+    return FileDescriptor(static_cast<int>(descriptor));
 }
 
 ProcessExit& ProcessExit::system() {
