@@ -13,8 +13,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "TallowbeckCore/posix/SystemCall.hpp"
 #include "TallowbeckCore/power/ProcessExitWatcher.hpp"
-#include "TallowbeckCore/support/SystemCall.hpp"
 
 extern char** environ;
 

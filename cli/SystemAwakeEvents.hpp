@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "TallowbeckCore/support/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
 #include "cli/AwakeEvents.hpp"
 #include "cli/SessionClock.hpp"
 

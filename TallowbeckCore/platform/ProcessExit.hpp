@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "TallowbeckCore/support/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
 
 namespace tallowbeck {
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "TallowbeckCore/support/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
 
 namespace tallowbeck {
 

@@ -9,7 +9,7 @@
 
 #include "TallowbeckCore/platform/PowerManagement.hpp"
 #include "TallowbeckCore/platform/linux/DBusConnection.hpp"
-#include "TallowbeckCore/support/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
 
 namespace tallowbeck {
 

@@ -4,9 +4,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cerrno>
-
-#include "TallowbeckCore/support/SystemCall.hpp"
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/SystemCall.hpp"
 
 namespace tallowbeck {
 namespace {
@@ -15,8 +14,7 @@ namespace {
 // only repeat.
 void waitUntilReadable(int descriptor) noexcept {
     pollfd entry{descriptor, POLLIN, 0};
-    while (::poll(&entry, 1, -1) < 0 && errno == EINTR) {
-    }
+    SystemCall::retryingInterrupted([&] { return ::poll(&entry, 1, -1); });
 }
 
 }  // namespace
@@ -31,9 +29,8 @@ void LinuxProcessExit::waitForExit(std::int32_t pid) noexcept {
 // Closed when the process is already gone, is not visible to us, or the kernel lacks pidfds.
 // Process descriptors are always closed on exec.
 FileDescriptor LinuxProcessExit::exitDescriptor(std::int32_t pid) noexcept {
-    const long descriptor =
-        SystemCall::retryingInterrupted([pid] { return ::syscall(SYS_pidfd_open, pid, 0U); });
-    return FileDescriptor(static_cast<int>(descriptor));
+    return FileDescriptor(static_cast<int>(
+        SystemCall::retryingInterrupted([&] { return ::syscall(SYS_pidfd_open, pid, 0U); })));
 }
 
 ProcessExit& ProcessExit::system() {
