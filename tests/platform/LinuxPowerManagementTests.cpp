@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
@@ -185,6 +186,24 @@ TEST(LinuxPowerManagementTests, WithoutAScreenSaverTheActivationFailsAndLeavesNo
     EXPECT_EQ(controller.systemAssertionID(), std::nullopt);
     EXPECT_TRUE(testing::becomesTrueWithin(releasePatience,
                                            [&] { return buses.logindInhibitors().empty(); }));
+}
+
+TEST(LinuxPowerManagementTests, ARefusedLockFailsWithTheRefusalsErrno) {
+    const PrivateBuses buses;
+    buses.refuseLogindLocks();
+    LinuxPowerManagement power;
+
+    EXPECT_EQ(
+        power.createAssertion("PreventUserIdleSystemSleep", 255, "Quillmoss active session").status,
+        -EACCES);
+    EXPECT_THAT(power.failureDetail(), HasSubstr("Permission denied"));
+    const auto call = power.setClamshellSleepDisabled(true);
+    EXPECT_EQ(call.outcome, Outcome::callFailed);
+    EXPECT_EQ(call.status, -EACCES);
+    EXPECT_EQ(
+        thrown<PowerControlError>([&] { PowerController::setClosedLidSleepDisabled(true, power); }),
+        PowerControlError::clamshellUpdateFailed(-EACCES));
+    EXPECT_THAT(buses.logindInhibitors(), IsEmpty());
 }
 
 TEST(LinuxPowerManagementTests, LocksOfAKilledProcessAreGone) {

@@ -21,6 +21,8 @@ constexpr DBusMethod nameHasOwner{"org.freedesktop.DBus", "/org/freedesktop/DBus
                                   "org.freedesktop.DBus", "NameHasOwner"};
 constexpr DBusMethod listInhibitors{"org.freedesktop.login1", "/org/freedesktop/login1",
                                     "org.freedesktop.login1.Manager", "ListInhibitors"};
+constexpr DBusMethod addMethod{"org.freedesktop.login1", "/org/freedesktop/login1",
+                               "org.freedesktop.DBus.Mock", "AddMethod"};
 constexpr DBusMethod listInhibitions{"org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver",
                                      "org.freedesktop.DBus.Mock", "ListInhibitions"};
 
@@ -147,6 +149,17 @@ std::vector<LogindInhibitor> PrivateBuses::logindInhibitors() const {
             return result;
         });
     return inhibitors;
+}
+
+void PrivateBuses::refuseLogindLocks() const {
+    try {
+        DBusConnection::open(DBusConnection::Bus::system)
+            .call(addMethod, "sssss", "org.freedesktop.login1.Manager", "Inhibit", "ssss", "h",
+                  "raise dbus.exceptions.DBusException('Permission denied', "
+                  "name='org.freedesktop.DBus.Error.AccessDenied')");
+    } catch (const DBusFailure& failure) {
+        throw std::runtime_error(failure.reason);
+    }
 }
 
 std::vector<ScreenSaverInhibition> PrivateBuses::screenSaverInhibitions() const {

@@ -57,6 +57,8 @@ public:
     PrivateBuses& operator=(const PrivateBuses&) = delete;
 
     std::vector<LogindInhibitor> logindInhibitors() const;
+    // From now on logind refuses every lock, as it does a caller that polkit does not allow to.
+    void refuseLogindLocks() const;
     std::vector<ScreenSaverInhibition> screenSaverInhibitions() const;
 
 private:

@@ -64,7 +64,7 @@ public:
     // throws DBusFailure when the call fails or is not answered within a few seconds.
     template <typename... Arguments>
     DBusReply call(const DBusMethod& method, const char* signature, Arguments... arguments) {
-        sd_bus_error error = SD_BUS_ERROR_NULL;
+        sd_bus_error error{};  // SD_BUS_ERROR_NULL, whose compound literal is C only
         sd_bus_message* reply = nullptr;
         const int result =
             sd_bus_call_method(bus_.get(), method.destination, method.path, method.interface,
