@@ -162,12 +162,12 @@ double withFraction(long long wholeSeconds, std::string_view fractionDigits) noe
 
 struct WholeAndMilliseconds {
     double wholeSeconds;
-    int milliseconds;
+    double milliseconds;
 };
 
 WholeAndMilliseconds nearestMillisecond(double seconds) noexcept {
     double whole = std::floor(seconds);
-    auto milliseconds = static_cast<int>(std::round((seconds - whole) * 1000));
+    double milliseconds = std::round((seconds - whole) * 1000);
     if (milliseconds == 1000) {
         whole += 1;
         milliseconds = 0;
@@ -206,9 +206,10 @@ std::string text(double secondsSince1970) {
 
 std::string textWithMilliseconds(double secondsSince1970) {
     const WholeAndMilliseconds parts = nearestMillisecond(secondsSince1970);
+    // `text` refuses a time that is not finite before its milliseconds are converted.
     std::string out = text(parts.wholeSeconds);
     std::string fraction = ".";
-    appendDigits(fraction, parts.milliseconds, 3);
+    appendDigits(fraction, static_cast<long long>(parts.milliseconds), 3);
     out.insert(out.size() - 1, fraction);
     return out;
 }
