@@ -7,9 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <chrono>
-#include <cmath>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
@@ -21,6 +19,7 @@
 #include "TallowbeckCore/support/WallClock.hpp"
 #include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
 #include "TallowbeckCore/temperature/TemperatureTrend.hpp"
+#include "cli/CommandOptions.hpp"
 #include "cli/SampleCommand.hpp"
 
 namespace tallowbeck::cli {
@@ -32,22 +31,6 @@ using SteadyClock = std::chrono::steady_clock;
 constexpr std::string_view tableRow = "{:<20}  {:>10}  {:>6}  {:>6}  {:<8}  {:<7}  {}\n";
 // Far beyond any useful interval, and well within what the clocks' nanoseconds can hold.
 constexpr double longestInterval = 365.0 * 24 * 60 * 60;
-
-// A finite number for which `accepts` holds; CLI11's own number checks let "nan" through.
-CLI::Validator numberWhere(const std::string& name, const std::string& description,
-                           bool (*accepts)(double)) {
-    return CLI::Validator(
-        [description, accepts](std::string& text) -> std::string {
-            double value = 0;
-            const char* end = text.data() + text.size();
-            const auto [stop, error] = std::from_chars(text.data(), end, value);
-            if (error == std::errc() && stop == end && std::isfinite(value) && accepts(value)) {
-                return {};
-            }
-            return fmt::format("{} is not {}", text, description);
-        },
-        name);
-}
 
 const CLI::Validator& positiveInterval() {
     static const CLI::Validator validator =

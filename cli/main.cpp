@@ -4,6 +4,9 @@
 #include <exception>
 
 #include "cli/HistoryCommand.hpp"
+#include "cli/MarsCommand.hpp"
+#include "cli/MoonCommand.hpp"
+#include "cli/PlanetsCommand.hpp"
 #include "cli/SampleCommand.hpp"
 #include "cli/StatusCommand.hpp"
 
@@ -23,6 +26,9 @@ int main(int argc, char** argv) {
     const tallowbeck::cli::StatusCommand status(app);
     const tallowbeck::cli::SampleCommand sample(app);
     const tallowbeck::cli::HistoryCommand history(app);
+    const tallowbeck::cli::MoonCommand moon(app);
+    const tallowbeck::cli::PlanetsCommand planets(app);
+    const tallowbeck::cli::MarsCommand mars(app);
 
     try {
         app.parse(argc, argv);

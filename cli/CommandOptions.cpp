@@ -1,0 +1,46 @@
+#include "cli/CommandOptions.hpp"
+
+#include <fmt/core.h>
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
+
+#include "TallowbeckCore/support/InternetDateTime.hpp"
+
+namespace tallowbeck::cli {
+
+CLI::Validator numberWhere(const std::string& name, const std::string& description,
+                           bool (*accepts)(double)) {
+    return CLI::Validator(
+        [description, accepts](std::string& text) -> std::string {
+            double value = 0;
+            const char* end = text.data() + text.size();
+            const auto [stop, error] = std::from_chars(text.data(), end, value);
+            if (error == std::errc() && stop == end && std::isfinite(value) && accepts(value)) {
+                return {};
+            }
+            return fmt::format("{} is not {}", text, description);
+        },
+        name);
+}
+
+CLI::Option* addMomentOption(CLI::App& command, std::optional<double>& moment) {
+    return command
+        .add_option_function<std::string>(
+            "--at",
+            [&moment](const std::string& text) {
+                moment = InternetDateTime::fractionalSecondsSince1970(text);
+                if (!moment) {
+                    throw CLI::ValidationError(
+                        "--at", fmt::format("{} is not an ISO 8601 date and time such as "
+                                            "2024-05-01T12:34:56.250Z",
+                                            text));
+                }
+            },
+            "The moment instead of now, such as 2024-05-01T12:34:56.250Z or "
+            "2024-05-01T14:34:56+02:00")
+        ->type_name("DATE");
+}
+
+}  // namespace tallowbeck::cli
