@@ -18,7 +18,7 @@
 #include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
 #include "cli/AwakeConsole.hpp"
 #include "cli/AwakeHost.hpp"
-#include "cli/OptionChecks.hpp"
+#include "cli/CommandOptions.hpp"
 #include "cli/SessionClock.hpp"
 #include "cli/SystemAwakeEvents.hpp"
 

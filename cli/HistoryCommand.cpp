@@ -19,7 +19,7 @@
 #include "TallowbeckCore/support/WallClock.hpp"
 #include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
 #include "TallowbeckCore/temperature/TemperatureTrend.hpp"
-#include "cli/OptionChecks.hpp"
+#include "cli/CommandOptions.hpp"
 #include "cli/SampleCommand.hpp"
 
 namespace tallowbeck::cli {

@@ -5,6 +5,9 @@
 
 #include "cli/AwakeCommand.hpp"
 #include "cli/HistoryCommand.hpp"
+#include "cli/MarsCommand.hpp"
+#include "cli/MoonCommand.hpp"
+#include "cli/PlanetsCommand.hpp"
 #include "cli/SampleCommand.hpp"
 #include "cli/StatusCommand.hpp"
 
@@ -28,6 +31,9 @@ int main(int argc, char** argv) {
     const tallowbeck::cli::SampleCommand sample(app);
     const tallowbeck::cli::HistoryCommand history(app);
     const tallowbeck::cli::AwakeCommand awake(app);
+    const tallowbeck::cli::MoonCommand moon(app);
+    const tallowbeck::cli::PlanetsCommand planets(app);
+    const tallowbeck::cli::MarsCommand mars(app);
 
     try {
         app.parse(argc, argv);

@@ -11,9 +11,18 @@ namespace tallowbeck::InternetDateTime {
 // the years 0000 to 9999, which the form cannot express.
 std::string text(double secondsSince1970);
 
+// The same with exactly three decimals of a second, "2024-05-01T12:34:56.250Z", rounded to the
+// nearest millisecond. Throws std::out_of_range as `text` does.
+std::string textWithMilliseconds(double secondsSince1970);
+
 // Reads "YYYY-MM-DDTHH:MM:SS" followed by "Z" or a "+HH:MM"/"-HH:MM" offset, with no fraction.
 // Anything else, including an impossible calendar date or a time that `text` could not write,
 // gives nothing.
 std::optional<double> secondsSince1970(std::string_view text) noexcept;
+
+// Reads the same, optionally with a fraction of 1 to 64 digits after the seconds,
+// "2024-05-01T12:34:56.250Z"; the result is the double nearest to the exact time. A time that
+// `textWithMilliseconds` could not write gives nothing.
+std::optional<double> fractionalSecondsSince1970(std::string_view text) noexcept;
 
 }  // namespace tallowbeck::InternetDateTime

@@ -1,17 +1,15 @@
-#include "cli/OptionChecks.hpp"
+#include "cli/CommandOptions.hpp"
 
 #include <fmt/core.h>
 
+#include <CLI/CLI.hpp>
 #include <charconv>
 #include <cmath>
-#include <string>
-#include <system_error>
+
+#include "TallowbeckCore/support/InternetDateTime.hpp"
 
 namespace tallowbeck::cli {
 
-namespace {
-
-// A finite number for which `accepts` holds; CLI11's own number checks let "nan" through.
 CLI::Validator numberWhere(const std::string& name, const std::string& description,
                            bool (*accepts)(double)) {
     return CLI::Validator(
@@ -27,8 +25,6 @@ CLI::Validator numberWhere(const std::string& name, const std::string& descripti
         name);
 }
 
-}  // namespace
-
 const CLI::Validator& positiveInterval() {
     static const CLI::Validator validator =
         numberWhere("POSITIVE", "a positive number of seconds up to a year",
@@ -40,6 +36,24 @@ const CLI::Validator& nonNegativeNumber() {
     static const CLI::Validator validator = numberWhere("NONNEGATIVE", "a number of at least 0",
                                                         [](double number) { return number >= 0; });
     return validator;
+}
+
+CLI::Option* addMomentOption(CLI::App& command, std::optional<double>& moment) {
+    return command
+        .add_option_function<std::string>(
+            "--at",
+            [&moment](const std::string& text) {
+                moment = InternetDateTime::fractionalSecondsSince1970(text);
+                if (!moment) {
+                    throw CLI::ValidationError(
+                        "--at", fmt::format("{} is not an ISO 8601 date and time such as "
+                                            "2024-05-01T12:34:56.250Z",
+                                            text));
+                }
+            },
+            "The moment instead of now, such as 2024-05-01T12:34:56.250Z or "
+            "2024-05-01T14:34:56+02:00")
+        ->type_name("DATE");
 }
 
 }  // namespace tallowbeck::cli
