@@ -25,6 +25,19 @@ CLI::Validator numberWhere(const std::string& name, const std::string& descripti
         name);
 }
 
+const CLI::Validator& positiveInterval() {
+    static const CLI::Validator validator =
+        numberWhere("POSITIVE", "a positive number of seconds up to a year",
+                    [](double seconds) { return seconds > 0 && seconds <= longestInterval; });
+    return validator;
+}
+
+const CLI::Validator& nonNegativeNumber() {
+    static const CLI::Validator validator = numberWhere("NONNEGATIVE", "a number of at least 0",
+                                                        [](double number) { return number >= 0; });
+    return validator;
+}
+
 CLI::Option* addMomentOption(CLI::App& command, std::optional<double>& moment) {
     return command
         .add_option_function<std::string>(

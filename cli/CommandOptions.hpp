@@ -11,9 +11,17 @@ class Validator;
 
 namespace tallowbeck::cli {
 
+// Far beyond any useful interval, and well within what the clocks' nanoseconds can hold.
+inline constexpr double longestInterval = 365.0 * 24 * 60 * 60;
+
 // A finite number for which `accepts` holds; CLI11's own number checks let "nan" through.
 CLI::Validator numberWhere(const std::string& name, const std::string& description,
                            bool (*accepts)(double));
+
+// A finite number of seconds above 0 and up to a year.
+const CLI::Validator& positiveInterval();
+// A finite number of at least 0.
+const CLI::Validator& nonNegativeNumber();
 
 // `--at DATE`: an ISO 8601 date and time with an optional fraction of a second and a "Z" or
 // numeric offset, stored in `moment` as seconds since 1970 UTC. Any other text is a usage error.

@@ -29,22 +29,6 @@ namespace {
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr std::string_view tableRow = "{:<20}  {:>10}  {:>6}  {:>6}  {:<8}  {:<7}  {}\n";
-// Far beyond any useful interval, and well within what the clocks' nanoseconds can hold.
-constexpr double longestInterval = 365.0 * 24 * 60 * 60;
-
-const CLI::Validator& positiveInterval() {
-    static const CLI::Validator validator =
-        numberWhere("POSITIVE", "a positive number of seconds up to a year",
-                    [](double seconds) { return seconds > 0 && seconds <= longestInterval; });
-    return validator;
-}
-
-const CLI::Validator& nonNegativeNumber() {
-    static const CLI::Validator validator = numberWhere("NONNEGATIVE", "a number of at least 0",
-                                                        [](double number) { return number >= 0; });
-    return validator;
-}
-
 std::string celsius(std::optional<double> temperature) {
     return temperature ? fmt::format("{:.1f}", *temperature) : "—";
 }

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 
+#include "cli/AwakeCommand.hpp"
 #include "cli/HistoryCommand.hpp"
 #include "cli/MarsCommand.hpp"
 #include "cli/MoonCommand.hpp"
@@ -21,17 +22,24 @@ bool isRequestForInformation(const CLI::ParseError& error) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{"CPU, memory, disk and temperature figures of this machine", "tallowbeck"};
+    CLI::App app{
+        "Keep-awake sessions, and the CPU, memory, disk and temperature figures of this "
+        "machine",
+        "tallowbeck"};
     app.set_version_flag("--version", TALLOWBECK_VERSION);
     const tallowbeck::cli::StatusCommand status(app);
     const tallowbeck::cli::SampleCommand sample(app);
     const tallowbeck::cli::HistoryCommand history(app);
+    const tallowbeck::cli::AwakeCommand awake(app);
     const tallowbeck::cli::MoonCommand moon(app);
     const tallowbeck::cli::PlanetsCommand planets(app);
     const tallowbeck::cli::MarsCommand mars(app);
 
     try {
         app.parse(argc, argv);
+    } catch (const CLI::RuntimeError& error) {
+        // A command that ran to its end with a status of its own; it has said what it had to.
+        return error.get_exit_code();
     } catch (const CLI::ParseError& error) {
         if (isRequestForInformation(error)) {
             return app.exit(error);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace tallowbeck {
@@ -29,6 +30,9 @@ public:
     virtual std::int32_t releaseAssertion(std::uint32_t assertionID) = 0;
     // `disabled` true keeps the machine running with the lid closed.
     virtual RootDomainCall setClamshellSleepDisabled(bool disabled) = 0;
+    // What the platform told about its latest failure beyond the status, in words, for the user;
+    // empty when it told nothing more.
+    virtual std::string failureDetail() const { return {}; }
 
     static PowerManagement& system();
 };

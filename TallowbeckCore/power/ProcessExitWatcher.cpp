@@ -14,4 +14,11 @@ void waitForExit(std::int32_t pid, ProcessExit& platform) noexcept {
     platform.waitForExit(pid);
 }
 
+FileDescriptor exitDescriptor(std::int32_t pid, ProcessExit& platform) noexcept {
+    if (pid < lowestWatchablePID) {
+        return FileDescriptor();
+    }
+    return platform.exitDescriptor(pid);
+}
+
 }  // namespace tallowbeck::ProcessExitWatcher

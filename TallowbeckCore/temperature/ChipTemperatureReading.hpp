@@ -15,6 +15,16 @@ struct ChipTemperatureReading {
     // True when the hottest value is strictly above 100 °C.
     bool isAboveCriticalLimit() const noexcept;
 
+    // A die sensor's value when it lies within 1 to 125 °C (both included), the range in which
+    // it is believed; nothing otherwise, NaN and the infinities included.
+    static std::optional<double> plausibleCelsius(double celsius) noexcept;
+    // Of the hottest value so far and a candidate, the candidate only when it is present and
+    // strictly hotter, so that on a tie the earlier value stays.
+    static std::optional<double> hotter(std::optional<double> hottest,
+                                        std::optional<double> candidate) noexcept {
+        return candidate && (!hottest || *candidate > *hottest) ? candidate : hottest;
+    }
+
     friend bool operator==(const ChipTemperatureReading&, const ChipTemperatureReading&) = default;
 };
 

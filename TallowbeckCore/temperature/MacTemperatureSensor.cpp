@@ -1,6 +1,7 @@
 #include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
 
 #include <string_view>
+#include <vector>
 
 #include "TallowbeckCore/support/UUID.hpp"
 #include "TallowbeckCore/support/WallClock.hpp"
@@ -20,6 +21,16 @@ constexpr double hundredthsPerDegree = 100.0;
 constexpr double lowestBatteryCelsius = 0.0;
 constexpr double highestBatteryCelsius = 100.0;
 
+// Each die's sensors measure its hottest spots; the hottest believable one stands for the die.
+std::optional<double> hottestPlausible(const std::vector<double>& values) noexcept {
+    std::optional<double> hottest;
+    for (const double value : values) {
+        hottest = ChipTemperatureReading::hotter(hottest,
+                                                 ChipTemperatureReading::plausibleCelsius(value));
+    }
+    return hottest;
+}
+
 // A value outside the range (NaN included) is a faulty sensor, not a temperature.
 std::optional<double> plausibleBatteryCelsius(double celsius) noexcept {
     if (!(celsius >= lowestBatteryCelsius && celsius <= highestBatteryCelsius)) {
@@ -32,8 +43,12 @@ std::optional<double> plausibleBatteryCelsius(double celsius) noexcept {
 
 MacTemperatureSensor::MacTemperatureSensor(RegistryProperties& registry,
                                            ProcessThermalState& thermalState, SMCUserClient& smc,
-                                           SystemValues& values)
-    : chipSensor(values), registry_(registry), thermalState_(thermalState), smc_(smc) {}
+                                           SystemValues& values, DieTemperatureSensors& dies)
+    : chipSensor(values),
+      registry_(registry),
+      thermalState_(thermalState),
+      smc_(smc),
+      dies_(dies) {}
 
 TemperatureSample MacTemperatureSensor::readSample(bool sessionActive) noexcept {
     const std::optional<double> batteryCelsius = readBatteryCelsius();
@@ -44,7 +59,13 @@ TemperatureSample MacTemperatureSensor::readSample(bool sessionActive) noexcept 
 }
 
 ChipTemperatureReading MacTemperatureSensor::readChipTemperatures() noexcept {
-    return chipSensor.readTemperatures(smc_);
+    const std::optional<DieTemperatureSensors::Readings> readings = dies_.read();
+    if (!readings) {
+        return chipSensor.readTemperatures(smc_);
+    }
+    const std::optional<double> cpuCelsius = hottestPlausible(readings->cpuCelsius);
+    const std::optional<double> gpuCelsius = hottestPlausible(readings->gpuCelsius);
+    return {.recordedAt = WallClock::now(), .cpuCelsius = cpuCelsius, .gpuCelsius = gpuCelsius};
 }
 
 std::optional<double> MacTemperatureSensor::readBatteryCelsius() const noexcept {

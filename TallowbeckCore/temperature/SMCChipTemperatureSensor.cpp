@@ -19,10 +19,7 @@ std::optional<double> hottestKey(const SMCConnection& connection,
                                  std::span<const std::string_view> keys) noexcept {
     std::optional<double> hottest;
     for (const std::string_view key : keys) {
-        const std::optional<double> celsius = connection.readKeyFloat(key);
-        if (celsius && (!hottest || *celsius > *hottest)) {
-            hottest = celsius;
-        }
+        hottest = ChipTemperatureReading::hotter(hottest, connection.readKeyFloat(key));
     }
     return hottest;
 }

@@ -3,24 +3,13 @@
 #include <utility>
 
 #include "TallowbeckCore/platform/IOReturn.hpp"
+#include "TallowbeckCore/temperature/ChipTemperatureReading.hpp"
 
 namespace tallowbeck {
 namespace {
 
 constexpr std::uint32_t floatType = fourCharCode("flt ");
 constexpr std::uint32_t floatSize = 4;
-constexpr double lowestPlausibleCelsius = 1.0;
-constexpr double highestPlausibleCelsius = 125.0;
-
-// NaN fails both comparisons and the infinities lie outside the range, so only finite values
-// pass.
-std::optional<double> plausibleCelsius(float value) noexcept {
-    const double celsius = value;
-    if (celsius >= lowestPlausibleCelsius && celsius <= highestPlausibleCelsius) {
-        return celsius;
-    }
-    return std::nullopt;
-}
 
 }  // namespace
 
@@ -87,7 +76,7 @@ std::optional<double> SMCConnection::readKeyFloat(std::string_view key) const no
     if (!value) {
         return std::nullopt;
     }
-    return plausibleCelsius(value->floatValue());
+    return ChipTemperatureReading::plausibleCelsius(value->floatValue());
 }
 
 }  // namespace tallowbeck

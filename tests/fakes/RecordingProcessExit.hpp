@@ -11,6 +11,8 @@ namespace tallowbeck::testing {
 class RecordingProcessExit final : public ProcessExit {
 public:
     void waitForExit(std::int32_t pid) noexcept override;
+    // Records the pid like a wait and hands out a closed descriptor.
+    FileDescriptor exitDescriptor(std::int32_t pid) noexcept override;
 
     const std::vector<std::int32_t>& watchedPIDs() const noexcept { return watchedPIDs_; }
 

@@ -1,6 +1,14 @@
+// The Linux power layer against a real dbus-daemon, with logind and the screen saver mocked on
+// private buses.
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <limits>
 
@@ -9,39 +17,270 @@
 #include "TallowbeckCore/power/PowerControlError.hpp"
 #include "TallowbeckCore/power/PowerController.hpp"
 #include "tests/fakes/FakePowerManagement.hpp"
+#include "tests/testing/ChildProcess.hpp"
+#include "tests/testing/EnvironmentVariable.hpp"
+#include "tests/testing/PrivateBuses.hpp"
 #include "tests/testing/Thrown.hpp"
 
 namespace tallowbeck {
 namespace {
 
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::LogindInhibitor;
+using testing::PrivateBuses;
+using testing::ScreenSaverInhibition;
 using testing::thrown;
+using ::testing::UnorderedElementsAre;
 using Outcome = PowerManagement::RootDomainCall::Outcome;
 
-TEST(LinuxPowerManagementTests, NoAssertionCanBeCreated) {
-    LinuxPowerManagement power;
-    const auto creation = power.createAssertion("PreventUserIdleSystemSleep", 255, "any name");
-    EXPECT_EQ(creation.status, IOReturn::unsupported);
-    EXPECT_EQ(creation.assertionID, 0u);
+// logind and the screen saver hear of a closed descriptor or a vanished client a moment later.
+constexpr auto releasePatience = 5s;
+
+const LogindInhibitor idleLock{"idle", "Quillmoss", "Quillmoss active session", "block"};
+const LogindInhibitor lidLock{"handle-lid-switch", "Quillmoss",
+                              "Quillmoss keeps running with the lid closed", "block"};
+const ScreenSaverInhibition displayInhibition{"Quillmoss", "Quillmoss active session display"};
+
+bool holdsNothing(const PrivateBuses& buses) {
+    return buses.logindInhibitors().empty() && buses.screenSaverInhibitions().empty();
 }
 
-TEST(LinuxPowerManagementTests, EveryReleaseFindsNothing) {
+TEST(LinuxPowerManagementTests, TheSystemAssertionIsAnIdleBlockLockOfLogind) {
+    const PrivateBuses buses;
+    LinuxPowerManagement power;
+
+    const auto creation =
+        power.createAssertion("PreventUserIdleSystemSleep", 255, "Quillmoss active session");
+
+    ASSERT_EQ(creation.status, IOReturn::success);
+    EXPECT_NE(creation.assertionID, 0u);
+    EXPECT_THAT(buses.logindInhibitors(), ElementsAre(idleLock));
+    EXPECT_THAT(buses.screenSaverInhibitions(), IsEmpty());
+}
+
+TEST(LinuxPowerManagementTests, ReleasingTheSystemAssertionClosesTheLock) {
+    const PrivateBuses buses;
+    LinuxPowerManagement power;
+    const auto creation =
+        power.createAssertion("PreventUserIdleSystemSleep", 255, "Quillmoss active session");
+
+    EXPECT_EQ(power.releaseAssertion(creation.assertionID), IOReturn::success);
+
+    EXPECT_TRUE(testing::becomesTrueWithin(releasePatience,
+                                           [&] { return buses.logindInhibitors().empty(); }));
+    EXPECT_EQ(power.releaseAssertion(creation.assertionID), IOReturn::notFound);
+}
+
+TEST(LinuxPowerManagementTests, TheDisplayAssertionIsAScreenSaverInhibition) {
+    const PrivateBuses buses;
+    LinuxPowerManagement power;
+
+    const auto creation = power.createAssertion("PreventUserIdleDisplaySleep", 255,
+                                                "Quillmoss active session display");
+
+    ASSERT_EQ(creation.status, IOReturn::success);
+    EXPECT_THAT(buses.screenSaverInhibitions(), ElementsAre(displayInhibition));
+    EXPECT_THAT(buses.logindInhibitors(), IsEmpty());
+    EXPECT_EQ(power.releaseAssertion(creation.assertionID), IOReturn::success);
+    EXPECT_THAT(buses.screenSaverInhibitions(), IsEmpty());
+}
+
+TEST(LinuxPowerManagementTests, EachAssertionHasAnIdOfItsOwn) {
+    const PrivateBuses buses;
+    LinuxPowerManagement power;
+    const auto first = power.createAssertion("PreventUserIdleSystemSleep", 255, "first");
+    const auto second = power.createAssertion("PreventUserIdleSystemSleep", 255, "second");
+    ASSERT_NE(first.assertionID, second.assertionID);
+
+    EXPECT_EQ(power.releaseAssertion(first.assertionID), IOReturn::success);
+
+    EXPECT_TRUE(testing::becomesTrueWithin(releasePatience, [&] {
+        return buses.logindInhibitors() ==
+               std::vector<LogindInhibitor>{{"idle", "Quillmoss", "second", "block"}};
+    }));
+}
+
+TEST(LinuxPowerManagementTests, AnIdThatWasNeverHandedOutIsNotFound) {
     LinuxPowerManagement power;
     for (const std::uint32_t assertionID : {0u, 1u, std::numeric_limits<std::uint32_t>::max()}) {
         EXPECT_EQ(power.releaseAssertion(assertionID), IOReturn::notFound) << assertionID;
     }
 }
 
-TEST(LinuxPowerManagementTests, DisablingClosedLidSleepFindsNoRootDomain) {
+TEST(LinuxPowerManagementTests, OtherAssertionTypesAreUnsupported) {
+    const PrivateBuses buses;
     LinuxPowerManagement power;
-    EXPECT_EQ(power.setClamshellSleepDisabled(true).outcome, Outcome::serviceMissing);
+    const auto creation = power.createAssertion("PreventSystemSleep", 255, "any name");
+    EXPECT_EQ(creation.status, IOReturn::unsupported);
+    EXPECT_THAT(power.failureDetail(), HasSubstr("PreventSystemSleep"));
+    EXPECT_TRUE(holdsNothing(buses));
 }
 
-TEST(LinuxPowerManagementTests, ReEnablingClosedLidSleepIsAccepted) {
+TEST(LinuxPowerManagementTests, DisablingClosedLidSleepTakesOneLidSwitchLock) {
+    const PrivateBuses buses;
+    LinuxPowerManagement power;
+
+    EXPECT_EQ(power.setClamshellSleepDisabled(true).outcome, Outcome::accepted);
+    EXPECT_EQ(power.setClamshellSleepDisabled(true).outcome, Outcome::accepted);
+
+    EXPECT_THAT(buses.logindInhibitors(), ElementsAre(lidLock));
+}
+
+TEST(LinuxPowerManagementTests, EnablingClosedLidSleepClosesTheLidSwitchLock) {
+    const PrivateBuses buses;
+    LinuxPowerManagement power;
+    ASSERT_EQ(power.setClamshellSleepDisabled(true).outcome, Outcome::accepted);
+
+    const auto call = power.setClamshellSleepDisabled(false);
+
+    EXPECT_EQ(call.outcome, Outcome::accepted);
+    EXPECT_TRUE(testing::becomesTrueWithin(releasePatience,
+                                           [&] { return buses.logindInhibitors().empty(); }));
+}
+
+TEST(LinuxPowerManagementTests, EnablingClosedLidSleepWithoutALockSucceedsWithoutABus) {
+    const testing::EnvironmentVariable noSystemBus("DBUS_SYSTEM_BUS_ADDRESS",
+                                                   "unix:path=/nonexistent/bus");
     LinuxPowerManagement power;
     const auto call = power.setClamshellSleepDisabled(false);
     EXPECT_EQ(call.outcome, Outcome::accepted);
     EXPECT_EQ(call.status, IOReturn::success);
 }
+
+TEST(LinuxPowerManagementTests, AControllerSessionHoldsItsLocksUntilDeactivated) {
+    const PrivateBuses buses;
+    LinuxPowerManagement power;
+    PowerController controller(power);
+
+    controller.activate(false, true);
+
+    EXPECT_THAT(buses.logindInhibitors(), UnorderedElementsAre(idleLock, lidLock));
+    EXPECT_THAT(buses.screenSaverInhibitions(), ElementsAre(displayInhibition));
+    controller.deactivate();
+    EXPECT_TRUE(testing::becomesTrueWithin(releasePatience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(LinuxPowerManagementTests, AllowingDisplaySleepTakesNoScreenSaverInhibition) {
+    const PrivateBuses buses;
+    LinuxPowerManagement power;
+    PowerController controller(power);
+
+    controller.activate(true, false);
+
+    EXPECT_THAT(buses.logindInhibitors(), ElementsAre(idleLock));
+    EXPECT_THAT(buses.screenSaverInhibitions(), IsEmpty());
+}
+
+TEST(LinuxPowerManagementTests, WithoutAScreenSaverTheActivationFailsAndLeavesNoLock) {
+    const PrivateBuses buses({.logind = true, .screenSaver = false});
+    LinuxPowerManagement power;
+    PowerController controller(power);
+
+    EXPECT_EQ(thrown<PowerControlError>([&] { controller.activate(false, true); }),
+              PowerControlError::assertionFailed(IOReturn::unsupported));
+
+    EXPECT_THAT(power.failureDetail(), HasSubstr("org.freedesktop.ScreenSaver"));
+    EXPECT_EQ(controller.systemAssertionID(), std::nullopt);
+    EXPECT_TRUE(testing::becomesTrueWithin(releasePatience,
+                                           [&] { return buses.logindInhibitors().empty(); }));
+}
+
+TEST(LinuxPowerManagementTests, ARefusedLockFailsWithTheRefusalsErrno) {
+    const PrivateBuses buses;
+    buses.refuseLogindLocks();
+    LinuxPowerManagement power;
+
+    EXPECT_EQ(
+        power.createAssertion("PreventUserIdleSystemSleep", 255, "Quillmoss active session").status,
+        -EACCES);
+    EXPECT_THAT(power.failureDetail(), HasSubstr("Permission denied"));
+    const auto call = power.setClamshellSleepDisabled(true);
+    EXPECT_EQ(call.outcome, Outcome::callFailed);
+    EXPECT_EQ(call.status, -EACCES);
+    EXPECT_EQ(
+        thrown<PowerControlError>([&] { PowerController::setClosedLidSleepDisabled(true, power); }),
+        PowerControlError::clamshellUpdateFailed(-EACCES));
+    EXPECT_THAT(buses.logindInhibitors(), IsEmpty());
+}
+
+TEST(LinuxPowerManagementTests, LocksOfAKilledProcessAreGone) {
+    const PrivateBuses buses;
+    int ready[2];
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ready), 0);
+    const pid_t child = testing::forkRunning([&] {
+        LinuxPowerManagement power;
+        PowerController controller(power);
+        controller.activate(false, true);
+        const char done = 1;
+        static_cast<void>(::write(ready[1], &done, 1));
+        for (;;) {
+            ::pause();
+        }
+        return 0;
+    });
+    char done = 0;
+    ASSERT_EQ(::read(ready[0], &done, 1), 1) << "the child could not activate";
+    ::close(ready[0]);
+    ::close(ready[1]);
+    ASSERT_EQ(buses.logindInhibitors().size(), 2u);
+    ASSERT_EQ(buses.screenSaverInhibitions().size(), 1u);
+
+    ::kill(child, SIGKILL);
+    EXPECT_EQ(testing::exitStatusOf(child), 128 + SIGKILL);
+
+    EXPECT_TRUE(testing::becomesTrueWithin(releasePatience, [&] { return holdsNothing(buses); }));
+}
+
+class LinuxPowerManagementWithoutLogindTests : public ::testing::TestWithParam<bool> {
+protected:
+    // Either a system bus on which logind is missing, or no system bus at all.
+    LinuxPowerManagementWithoutLogindTests() {
+        if (GetParam()) {
+            buses_.emplace(PrivateBuses::Services{.logind = false, .screenSaver = false});
+        } else {
+            noBus_.emplace("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/system_bus");
+            noSessionBus_.emplace("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+        }
+    }
+
+private:
+    std::optional<PrivateBuses> buses_;
+    std::optional<testing::EnvironmentVariable> noBus_;
+    std::optional<testing::EnvironmentVariable> noSessionBus_;
+};
+
+TEST_P(LinuxPowerManagementWithoutLogindTests, AssertionsAreUnsupportedForAGivenReason) {
+    LinuxPowerManagement power;
+    for (const char* type : {"PreventUserIdleSystemSleep", "PreventUserIdleDisplaySleep"}) {
+        const auto creation = power.createAssertion(type, 255, "Quillmoss active session");
+        EXPECT_EQ(creation.status, IOReturn::unsupported) << type;
+        EXPECT_EQ(creation.assertionID, 0u) << type;
+        EXPECT_FALSE(power.failureDetail().empty()) << type;
+    }
+}
+
+TEST_P(LinuxPowerManagementWithoutLogindTests, TheRootDomainIsUnavailable) {
+    LinuxPowerManagement power;
+    EXPECT_EQ(
+        thrown<PowerControlError>([&] { PowerController::setClosedLidSleepDisabled(true, power); }),
+        PowerControlError::rootDomainUnavailable());
+    EXPECT_NO_THROW(PowerController::setClosedLidSleepDisabled(false, power));
+}
+
+TEST_P(LinuxPowerManagementWithoutLogindTests, ControllerActivationFailsWithTheUnsupportedStatus) {
+    LinuxPowerManagement power;
+    PowerController controller(power);
+    EXPECT_EQ(thrown<PowerControlError>([&] { controller.activate(true, true); }),
+              PowerControlError::assertionFailed(IOReturn::unsupported));
+    EXPECT_FALSE(controller.closedLidSleepDisabled());
+    EXPECT_NO_THROW(controller.restoreClosedLidSleep());
+}
+
+INSTANTIATE_TEST_SUITE_P(NoLogind, LinuxPowerManagementWithoutLogindTests, ::testing::Bool(),
+                         [](const auto& test) { return test.param ? "OnTheBus" : "NoBus"; });
 
 TEST(LinuxPowerManagementTests, SystemIsOneLinuxInstance) {
     PowerManagement& first = PowerManagement::system();
@@ -49,41 +288,10 @@ TEST(LinuxPowerManagementTests, SystemIsOneLinuxInstance) {
     EXPECT_EQ(&first, &PowerManagement::system());
 }
 
-TEST(LinuxPowerManagementTests, ControllerActivationFailsWithTheUnsupportedStatus) {
-    LinuxPowerManagement power;
-    PowerController controller(power);
-    EXPECT_EQ(thrown<PowerControlError>([&] { controller.activate(false, true); }),
-              PowerControlError::assertionFailed(IOReturn::unsupported));
-    EXPECT_EQ(controller.systemAssertionID(), std::nullopt);
-    EXPECT_EQ(controller.displayAssertionID(), std::nullopt);
-    EXPECT_FALSE(controller.closedLidSleepDisabled());
-}
-
-TEST(LinuxPowerManagementTests, ControllerRestoreSucceeds) {
-    LinuxPowerManagement power;
-    PowerController controller(power);
-    EXPECT_NO_THROW(controller.restoreClosedLidSleep());
-    EXPECT_FALSE(controller.closedLidSleepDisabled());
-}
-
 TEST(LinuxPowerManagementTests, DefaultControllerRestoreSucceeds) {
     PowerController controller;
     EXPECT_NO_THROW(controller.restoreClosedLidSleep());
     EXPECT_FALSE(controller.closedLidSleepDisabled());
-}
-
-TEST(LinuxPowerManagementTests, DisablingClosedLidSleepThrowsRootDomainUnavailable) {
-    LinuxPowerManagement power;
-    EXPECT_EQ(
-        thrown<PowerControlError>([&] { PowerController::setClosedLidSleepDisabled(true, power); }),
-        PowerControlError::rootDomainUnavailable());
-    EXPECT_EQ(thrown<PowerControlError>([] { PowerController::setClosedLidSleepDisabled(true); }),
-              PowerControlError::rootDomainUnavailable());
-}
-
-TEST(LinuxPowerManagementTests, ReEnablingClosedLidSleepThroughTheControllerSucceeds) {
-    LinuxPowerManagement power;
-    EXPECT_NO_THROW(PowerController::setClosedLidSleepDisabled(false, power));
 }
 
 }  // namespace

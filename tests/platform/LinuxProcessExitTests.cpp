@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -311,6 +312,29 @@ TEST(LinuxProcessExit, SignalDuringTheWaitDoesNotEndIt) {
     ASSERT_TRUE(wait.finishedWithin(patience));
     EXPECT_TRUE(wait.childHadExitedOnReturn());
     EXPECT_EQ(openProcessDescriptorCount(), descriptorsBefore);
+}
+
+bool isReadableWithin(const FileDescriptor& descriptor, std::chrono::milliseconds timeout) {
+    pollfd entry{descriptor.get(), POLLIN, 0};
+    return ::poll(&entry, 1, static_cast<int>(timeout.count())) == 1 && (entry.revents & POLLIN);
+}
+
+TEST(LinuxProcessExit, ExitDescriptorBecomesReadableOnlyOnceTheProcessHasExited) {
+    WatchedChild child;
+    LinuxProcessExit platform;
+    const FileDescriptor descriptor = platform.exitDescriptor(child.pid());
+    ASSERT_TRUE(descriptor.isOpen());
+    EXPECT_EQ(::fcntl(descriptor.get(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+    EXPECT_FALSE(isReadableWithin(descriptor, 50ms));
+
+    child.letExit();
+
+    EXPECT_TRUE(isReadableWithin(descriptor, patience));
+}
+
+TEST(LinuxProcessExit, NoExitDescriptorForAProcessThatIsAlreadyGone) {
+    LinuxProcessExit platform;
+    EXPECT_FALSE(platform.exitDescriptor(reapedProcessID()).isOpen());
 }
 
 }  // namespace

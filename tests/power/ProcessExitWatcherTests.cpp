@@ -23,6 +23,14 @@ TEST_P(ProcessExitWatcherUnwatchablePID, ReturnsWithoutAskingThePlatform) {
     EXPECT_THAT(platform.watchedPIDs(), IsEmpty());
 }
 
+TEST_P(ProcessExitWatcherUnwatchablePID, GivesNoExitDescriptorWithoutAskingThePlatform) {
+    testing::RecordingProcessExit platform;
+
+    EXPECT_FALSE(ProcessExitWatcher::exitDescriptor(GetParam(), platform).isOpen());
+
+    EXPECT_THAT(platform.watchedPIDs(), IsEmpty());
+}
+
 INSTANTIATE_TEST_SUITE_P(InitNoneAndNegative, ProcessExitWatcherUnwatchablePID,
                          ::testing::Values(1, 0, -5, std::numeric_limits<std::int32_t>::min()));
 
@@ -33,6 +41,14 @@ TEST(ProcessExitWatcher, HandsPIDTwoAndAboveToThePlatform) {
     ProcessExitWatcher::waitForExit(std::numeric_limits<std::int32_t>::max(), platform);
 
     EXPECT_THAT(platform.watchedPIDs(), ElementsAre(2, std::numeric_limits<std::int32_t>::max()));
+}
+
+TEST(ProcessExitWatcher, AsksThePlatformForTheExitDescriptorOfPIDTwoAndAbove) {
+    testing::RecordingProcessExit platform;
+
+    static_cast<void>(ProcessExitWatcher::exitDescriptor(2, platform));
+
+    EXPECT_THAT(platform.watchedPIDs(), ElementsAre(2));
 }
 
 }  // namespace

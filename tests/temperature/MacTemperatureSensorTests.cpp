@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "TallowbeckCore/support/WallClock.hpp"
 #include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
 #include "TallowbeckCore/temperature/TemperatureReading.hpp"
+#include "tests/fakes/FakeDieTemperatureSensors.hpp"
 #include "tests/fakes/FakeProcessThermalState.hpp"
 #include "tests/fakes/FakeRegistryProperties.hpp"
 #include "tests/fakes/FakeSMC.hpp"
@@ -16,6 +18,7 @@
 namespace tallowbeck {
 namespace {
 
+using testing::FakeDieTemperatureSensors;
 using testing::FakeProcessThermalState;
 using testing::FakeRegistryProperties;
 using testing::FakeSMC;
@@ -30,7 +33,7 @@ constexpr const char* clamshell = "AppleClamshellState";
 class MacTemperatureSensorTests : public ::testing::Test {
 protected:
     MacTemperatureSensor makeSensor() {
-        return MacTemperatureSensor(registry, thermalState, smc, values);
+        return MacTemperatureSensor(registry, thermalState, smc, values, dies);
     }
 
     void useSupportedChip() {
@@ -46,6 +49,7 @@ protected:
     FakeProcessThermalState thermalState;
     FakeSMC smc;
     FakeSystemValues values;
+    FakeDieTemperatureSensors dies;
 };
 
 // --- battery temperature ---
@@ -153,7 +157,7 @@ TEST_F(MacTemperatureSensorTests, ASampleReadsBatteryThenThermalStateThenLid) {
         const FakeRegistryProperties& registry_;
     };
     ThermalStateAfterLookups noting(registry);
-    MacTemperatureSensor(registry, noting, smc, values).readSample(false);
+    MacTemperatureSensor(registry, noting, smc, values, dies).readSample(false);
 
     const std::vector<FakeRegistryProperties::Lookup> expected{{battery, temperature},
                                                                {rootDomain, clamshell}};
@@ -200,6 +204,44 @@ TEST_F(MacTemperatureSensorTests, AnUnsupportedChipGivesNoChipTemperaturesAndNoC
     const ChipTemperatureReading reading = sensor.readChipTemperatures();
 
     EXPECT_FALSE(sensor.chipSensor.supported);
+    EXPECT_EQ(reading.cpuCelsius, std::nullopt);
+    EXPECT_EQ(reading.gpuCelsius, std::nullopt);
+    EXPECT_EQ(smc.openCount, 0);
+}
+
+TEST_F(MacTemperatureSensorTests, TheSystemsOwnDieSensorsComeBeforeTheController) {
+    useSupportedChip();
+    smc.prepareFloatKey("Tp09", 45.0f);
+    dies.readings = {.cpuCelsius = {52.0, 67.5, 60.0}, .gpuCelsius = {41.0}};
+    MacTemperatureSensor sensor = makeSensor();
+    const double before = WallClock::now();
+    const ChipTemperatureReading reading = sensor.readChipTemperatures();
+
+    EXPECT_EQ(reading.cpuCelsius, 67.5);
+    EXPECT_EQ(reading.gpuCelsius, 41.0);
+    EXPECT_GE(reading.recordedAt, before);
+    EXPECT_LE(reading.recordedAt, WallClock::now());
+    EXPECT_EQ(smc.openCount, 0);
+}
+
+TEST_F(MacTemperatureSensorTests, DieSensorValuesOutsideOneTo125DegreesAreNotBelieved) {
+    dies.readings = {.cpuCelsius = {0.5, 126.0, 1.0}, .gpuCelsius = {125.0, 125.25}};
+    const ChipTemperatureReading edges = makeSensor().readChipTemperatures();
+    EXPECT_EQ(edges.cpuCelsius, 1.0);
+    EXPECT_EQ(edges.gpuCelsius, 125.0);
+
+    dies.readings = {.cpuCelsius = {-40.0, std::numeric_limits<double>::quiet_NaN()},
+                     .gpuCelsius = {std::numeric_limits<double>::infinity()}};
+    const ChipTemperatureReading none = makeSensor().readChipTemperatures();
+    EXPECT_EQ(none.cpuCelsius, std::nullopt);
+    EXPECT_EQ(none.gpuCelsius, std::nullopt);
+}
+
+TEST_F(MacTemperatureSensorTests, DieSensorsWithoutValuesGiveAbsentTemperaturesNotTheController) {
+    useSupportedChip();
+    smc.prepareFloatKey("Tp09", 45.0f);
+    dies.readings = DieTemperatureSensors::Readings{};
+    const ChipTemperatureReading reading = makeSensor().readChipTemperatures();
     EXPECT_EQ(reading.cpuCelsius, std::nullopt);
     EXPECT_EQ(reading.gpuCelsius, std::nullopt);
     EXPECT_EQ(smc.openCount, 0);

@@ -1,7 +1,8 @@
 #pragma once
 
 #include <optional>
-#include <string>
+
+#include "tests/testing/EnvironmentVariable.hpp"
 
 namespace tallowbeck::testing {
 
@@ -15,7 +16,7 @@ public:
     LocalTimeZone& operator=(const LocalTimeZone&) = delete;
 
 private:
-    std::optional<std::string> previous_;
+    std::optional<EnvironmentVariable> zone_;
 };
 
 }  // namespace tallowbeck::testing

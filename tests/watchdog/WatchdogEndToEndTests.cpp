@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,6 +19,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/testing/Subreaper.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
 
 namespace tallowbeck {
@@ -109,25 +109,6 @@ public:
 
 private:
     std::vector<pid_t> pids_;
-};
-
-// Makes this process the new parent of orphans below it, as the host application's watchdog
-// would be adopted by init.
-class Subreaper {
-public:
-    Subreaper() {
-        ::prctl(PR_GET_CHILD_SUBREAPER, &previous_);
-        if (::prctl(PR_SET_CHILD_SUBREAPER, 1UL) != 0) {
-            throw systemError("prctl");
-        }
-    }
-    ~Subreaper() { ::prctl(PR_SET_CHILD_SUBREAPER, static_cast<unsigned long>(previous_)); }
-
-    Subreaper(const Subreaper&) = delete;
-    Subreaper& operator=(const Subreaper&) = delete;
-
-private:
-    int previous_ = 0;
 };
 
 // Everything the watchdog writes goes to one file.
@@ -259,7 +240,7 @@ pid_t startBystander(Processes& processes) {
 }
 
 TEST(WatchdogEndToEnd, ExitsWithZeroAndSilentlySoonAfterItsParentIsKilled) {
-    const Subreaper subreaper;
+    const testing::Subreaper subreaper;
     Processes processes;
     const CapturedOutput output;
     const HostAndWatchdog started = startHostWithWatchdog(processes, output);
@@ -275,7 +256,7 @@ TEST(WatchdogEndToEnd, ExitsWithZeroAndSilentlySoonAfterItsParentIsKilled) {
 }
 
 TEST(WatchdogEndToEnd, WaitingForItsParentCostsAlmostNoProcessorTime) {
-    const Subreaper subreaper;
+    const testing::Subreaper subreaper;
     Processes processes;
     const CapturedOutput output;
     // What starting and ending costs, which sanitizer runtimes and a loaded machine inflate.

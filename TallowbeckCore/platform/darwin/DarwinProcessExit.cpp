@@ -42,10 +42,18 @@ void waitForEvent(int queue) noexcept {
 }  // namespace
 
 void DarwinProcessExit::waitForExit(std::int32_t pid) noexcept {
-    const FileDescriptor queue(::kqueue());
-    if (queue.isOpen() && registerExitInterest(queue.get(), pid)) {
+    const FileDescriptor queue = exitDescriptor(pid);
+    if (queue.isOpen()) {
         waitForEvent(queue.get());
     }
+}
+
+FileDescriptor DarwinProcessExit::exitDescriptor(std::int32_t pid) noexcept {
+    FileDescriptor queue(::kqueue());
+    if (queue.isOpen() && !registerExitInterest(queue.get(), pid)) {
+        queue.close();
+    }
+    return queue;
 }
 
 ProcessExit& ProcessExit::system() {

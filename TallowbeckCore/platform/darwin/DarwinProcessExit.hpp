@@ -9,6 +9,8 @@ namespace tallowbeck {
 class DarwinProcessExit final : public ProcessExit {
 public:
     void waitForExit(std::int32_t pid) noexcept override;
+    // The kernel queue itself, which is readable while the exit event waits in it.
+    FileDescriptor exitDescriptor(std::int32_t pid) noexcept override;
 };
 
 }  // namespace tallowbeck

@@ -1,20 +1,163 @@
 #include "TallowbeckCore/platform/linux/LinuxPowerManagement.hpp"
 
+#include <utility>
+
 #include "TallowbeckCore/platform/IOReturn.hpp"
 
 namespace tallowbeck {
+namespace {
 
-PowerManagement::AssertionCreation LinuxPowerManagement::createAssertion(std::string_view,
-                                                                         std::uint32_t,
-                                                                         std::string_view) {
-    return {.status = IOReturn::unsupported, .assertionID = 0};
+constexpr std::string_view systemAssertionType = "PreventUserIdleSystemSleep";
+constexpr std::string_view displayAssertionType = "PreventUserIdleDisplaySleep";
+
+constexpr DBusMethod logindInhibit{"org.freedesktop.login1", "/org/freedesktop/login1",
+                                   "org.freedesktop.login1.Manager", "Inhibit"};
+constexpr DBusMethod screenSaverInhibit{"org.freedesktop.ScreenSaver",
+                                        "/org/freedesktop/ScreenSaver",
+                                        "org.freedesktop.ScreenSaver", "Inhibit"};
+constexpr DBusMethod screenSaverUninhibit{"org.freedesktop.ScreenSaver",
+                                          "/org/freedesktop/ScreenSaver",
+                                          "org.freedesktop.ScreenSaver", "UnInhibit"};
+
+// A lock that makes logind wait rather than act; the alternative, "delay", only postpones.
+constexpr const char* blockMode = "block";
+constexpr const char* idleLock = "idle";
+constexpr const char* lidSwitchLock = "handle-lid-switch";
+
+DBusFailure unsupportedType(std::string_view type) {
+    return {.serviceMissing = true,
+            .status = IOReturn::unsupported,
+            .reason = "Linux has no keep-awake assertion of type " + std::string(type)};
 }
 
-std::int32_t LinuxPowerManagement::releaseAssertion(std::uint32_t) { return IOReturn::notFound; }
+}  // namespace
+
+LinuxPowerManagement::LinuxPowerManagement(std::string applicationName)
+    : applicationName_(std::move(applicationName)) {}
+
+PowerManagement::AssertionCreation LinuxPowerManagement::createAssertion(std::string_view type,
+                                                                         std::uint32_t,
+                                                                         std::string_view name) {
+    const std::lock_guard guard(lock_);
+    try {
+        Inhibition inhibition = inhibit(type, name);
+        const std::uint32_t assertionID = unusedAssertionID();
+        inhibitions_.emplace(assertionID, std::move(inhibition));
+        return {.status = IOReturn::success, .assertionID = assertionID};
+    } catch (const DBusFailure& failure) {
+        failureDetail_ = failure.reason;
+        return {.status = failure.serviceMissing ? IOReturn::unsupported : failure.status,
+                .assertionID = 0};
+    }
+}
+
+std::int32_t LinuxPowerManagement::releaseAssertion(std::uint32_t assertionID) {
+    const std::lock_guard guard(lock_);
+    const auto found = inhibitions_.find(assertionID);
+    if (found == inhibitions_.end()) {
+        return IOReturn::notFound;
+    }
+    if (const auto* cookie = std::get_if<ScreenSaverCookie>(&found->second)) {
+        try {
+            uninhibitScreenSaver(*cookie);
+        } catch (const DBusFailure& failure) {
+            failureDetail_ = failure.reason;
+            return failure.status;
+        }
+    }
+    // A lock's descriptor closes with it.
+    inhibitions_.erase(found);
+    if (!holdsScreenSaverInhibition()) {
+        sessionBus_.reset();
+    }
+    return IOReturn::success;
+}
 
 PowerManagement::RootDomainCall LinuxPowerManagement::setClamshellSleepDisabled(bool disabled) {
     using Outcome = RootDomainCall::Outcome;
-    return {.outcome = disabled ? Outcome::serviceMissing : Outcome::accepted, .status = 0};
+    const std::lock_guard guard(lock_);
+    if (!disabled) {
+        lidSwitchLock_.close();
+        return {.outcome = Outcome::accepted, .status = 0};
+    }
+    if (lidSwitchLock_.isOpen()) {
+        return {.outcome = Outcome::accepted, .status = 0};
+    }
+    try {
+        lidSwitchLock_ =
+            inhibitLogind(lidSwitchLock, applicationName_ + " keeps running with the lid closed");
+        return {.outcome = Outcome::accepted, .status = 0};
+    } catch (const DBusFailure& failure) {
+        failureDetail_ = failure.reason;
+        return failure.serviceMissing
+                   ? RootDomainCall{.outcome = Outcome::serviceMissing, .status = 0}
+                   : RootDomainCall{.outcome = Outcome::callFailed, .status = failure.status};
+    }
+}
+
+std::string LinuxPowerManagement::failureDetail() const {
+    const std::lock_guard guard(lock_);
+    return failureDetail_;
+}
+
+LinuxPowerManagement::Inhibition LinuxPowerManagement::inhibit(std::string_view type,
+                                                               std::string_view name) {
+    if (type == systemAssertionType) {
+        return inhibitLogind(idleLock, name);
+    }
+    if (type == displayAssertionType) {
+        return inhibitScreenSaver(name);
+    }
+    throw unsupportedType(type);
+}
+
+FileDescriptor LinuxPowerManagement::inhibitLogind(const char* what, std::string_view why) const {
+    // The lock lives in its descriptor, not in the connection, which closes right away.
+    DBusConnection systemBus = DBusConnection::open(DBusConnection::Bus::system);
+    const std::string reason(why);
+    return systemBus
+        .call(logindInhibit, "ssss", what, applicationName_.c_str(), reason.c_str(), blockMode)
+        .readDescriptor();
+}
+
+LinuxPowerManagement::ScreenSaverCookie LinuxPowerManagement::inhibitScreenSaver(
+    std::string_view why) {
+    if (!sessionBus_ || !sessionBus_->isOpen()) {
+        sessionBus_ = DBusConnection::open(DBusConnection::Bus::session);
+    }
+    const std::string reason(why);
+    return {sessionBus_->call(screenSaverInhibit, "ss", applicationName_.c_str(), reason.c_str())
+                .readUInt32()};
+}
+
+// A screen saver or a session bus that has gone away took the inhibition with it.
+void LinuxPowerManagement::uninhibitScreenSaver(ScreenSaverCookie cookie) {
+    if (!sessionBus_ || !sessionBus_->isOpen()) {
+        return;
+    }
+    try {
+        sessionBus_->call(screenSaverUninhibit, "u", cookie.value);
+    } catch (const DBusFailure& failure) {
+        if (!failure.serviceMissing) {
+            throw;
+        }
+    }
+}
+
+std::uint32_t LinuxPowerManagement::unusedAssertionID() noexcept {
+    do {
+        ++lastAssertionID_;
+    } while (lastAssertionID_ == 0 || inhibitions_.contains(lastAssertionID_));
+    return lastAssertionID_;
+}
+
+bool LinuxPowerManagement::holdsScreenSaverInhibition() const noexcept {
+    for (const auto& [assertionID, inhibition] : inhibitions_) {
+        if (std::holds_alternative<ScreenSaverCookie>(inhibition)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 PowerManagement& PowerManagement::system() {

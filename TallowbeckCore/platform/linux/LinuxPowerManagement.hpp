@@ -1,20 +1,80 @@
 #pragma once
 
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <variant>
+
 #include "TallowbeckCore/platform/PowerManagement.hpp"
+#include "TallowbeckCore/platform/linux/DBusConnection.hpp"
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
 
 namespace tallowbeck {
 
-// Linux has neither IOKit power assertions nor a power root domain, so this layer answers as
-// macOS does when they are missing: no assertion can be created, so none can be held and every
-// release finds nothing; disabling closed-lid sleep finds no root domain. Re-enabling it is
-// accepted, because nothing on Linux can have been left disabled by this library, and that lets
-// a caller that retries the restore until it succeeds (the watchdog) come to an end.
+// Keep-awake through systemd-logind and the session's screen saver, over D-Bus (sd-bus).
+//
+// "PreventUserIdleSystemSleep": a logind inhibitor lock of kind "idle" in "block" mode
+//   (org.freedesktop.login1.Manager.Inhibit on the system bus), who = the application's name,
+//   why = the assertion's name. Only "idle", never "sleep": a suspend the user asks for must still
+//   happen while a session runs.
+// "PreventUserIdleDisplaySleep": org.freedesktop.ScreenSaver.Inhibit on the session bus, with the
+//   application's name and the assertion's name; the connection to the session bus is kept while
+//   it holds an inhibition, since screen savers drop the inhibitions of clients that leave.
+// Any other type, and either of the two where its service is not there (no bus, nobody owning
+//   the name, as in containers and on servers), fails with IOReturn::unsupported, as on a system
+//   without power assertions. A service that refuses fails with its error as a negative errno.
+//   The level is not looked at: every assertion is held at full strength.
+// Releasing closes the lock's descriptor, or calls UnInhibit with the cookie; an id that this
+//   layer does not hold is IOReturn::notFound.
+//
+// The root domain's closed-lid setting:
+// - disabling takes a logind lock of kind "handle-lid-switch" in "block" mode and keeps its
+//   descriptor for the life of the process. That low-level lock stops logind from acting on the
+//   lid whatever LidSwitchIgnoreInhibited= says (a "sleep" lock would not, under the default
+//   configuration). Held already, it is accepted without a call. No bus or no logind is a
+//   missing root domain; a refusal is a failed call with its negative errno.
+// - enabling closes that descriptor and is always accepted, also when none is held.
+// The watchdog's restore is therefore correct on Linux too, although it runs in another process
+// and holds no lock of its own: logind holds a lock only as long as some process keeps its
+// descriptor open, and the kernel closes every descriptor of a process that ends, however it
+// ends. Once the host application is gone its lid lock is gone, and the restore, which finds no
+// lock to close, is right to succeed at once.
+//
+// Thread-safe.
 class LinuxPowerManagement final : public PowerManagement {
 public:
+    // `applicationName` is the owner that logind and the screen saver show for the locks.
+    explicit LinuxPowerManagement(std::string applicationName = "Quillmoss");
+
     AssertionCreation createAssertion(std::string_view type, std::uint32_t level,
                                       std::string_view name) override;
     std::int32_t releaseAssertion(std::uint32_t assertionID) override;
     RootDomainCall setClamshellSleepDisabled(bool disabled) override;
+    std::string failureDetail() const override;
+
+private:
+    struct ScreenSaverCookie {
+        std::uint32_t value;
+    };
+    using Inhibition = std::variant<FileDescriptor, ScreenSaverCookie>;
+
+    // Callers hold lock_. Each throws DBusFailure.
+    FileDescriptor inhibitLogind(const char* what, std::string_view why) const;
+    ScreenSaverCookie inhibitScreenSaver(std::string_view why);
+    void uninhibitScreenSaver(ScreenSaverCookie cookie);
+    Inhibition inhibit(std::string_view type, std::string_view name);
+    std::uint32_t unusedAssertionID() noexcept;
+    bool holdsScreenSaverInhibition() const noexcept;
+
+    const std::string applicationName_;
+    mutable std::mutex lock_;
+    std::map<std::uint32_t, Inhibition> inhibitions_;
+    std::uint32_t lastAssertionID_ = 0;
+    FileDescriptor lidSwitchLock_;
+    std::optional<DBusConnection> sessionBus_;
+    std::string failureDetail_;
 };
 
 }  // namespace tallowbeck

@@ -10,12 +10,6 @@
 namespace tallowbeck {
 namespace {
 
-// Empty when the process is already gone, is not visible to us, or the kernel lacks pidfds.
-FileDescriptor openProcessDescriptor(std::int32_t pid) noexcept {
-    return FileDescriptor(static_cast<int>(
-        SystemCall::retryingInterrupted([&] { return ::syscall(SYS_pidfd_open, pid, 0U); })));
-}
-
 // Any outcome other than an interruption ends the wait: the exit itself, or an error that would
 // only repeat.
 void waitUntilReadable(int descriptor) noexcept {
@@ -26,10 +20,17 @@ void waitUntilReadable(int descriptor) noexcept {
 }  // namespace
 
 void LinuxProcessExit::waitForExit(std::int32_t pid) noexcept {
-    const FileDescriptor descriptor = openProcessDescriptor(pid);
+    const FileDescriptor descriptor = exitDescriptor(pid);
     if (descriptor.isOpen()) {
         waitUntilReadable(descriptor.get());
     }
+}
+
+// Closed when the process is already gone, is not visible to us, or the kernel lacks pidfds.
+// Process descriptors are always closed on exec.
+FileDescriptor LinuxProcessExit::exitDescriptor(std::int32_t pid) noexcept {
+    return FileDescriptor(static_cast<int>(
+        SystemCall::retryingInterrupted([&] { return ::syscall(SYS_pidfd_open, pid, 0U); })));
 }
 
 ProcessExit& ProcessExit::system() {

@@ -9,6 +9,7 @@ namespace tallowbeck {
 class LinuxProcessExit final : public ProcessExit {
 public:
     void waitForExit(std::int32_t pid) noexcept override;
+    FileDescriptor exitDescriptor(std::int32_t pid) noexcept override;
 };
 
 }  // namespace tallowbeck

@@ -1,0 +1,304 @@
+// The real tallowbeck awake, with logind and the screen saver mocked on private buses, and the
+// machine's kernel files in a mount namespace of its own: a fake machine's tree stands at
+// /sys/class there, as the sensor tests' fake roots do.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "tests/testing/BackgroundProcess.hpp"
+#include "tests/testing/PrivateBuses.hpp"
+#include "tests/testing/Subreaper.hpp"
+#include "tests/testing/TemporaryDirectory.hpp"
+
+namespace tallowbeck {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using ::testing::AllOf;
+using testing::BackgroundProcess;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using testing::LogindInhibitor;
+using testing::PrivateBuses;
+using testing::ScreenSaverInhibition;
+using ::testing::UnorderedElementsAre;
+
+constexpr const char* cliPath = TALLOWBECK_CLI_PATH;
+constexpr const char* watchdogPath = TALLOWBECK_WATCHDOG_PATH;
+// Bounds every wait for a session, well beyond what a loaded machine needs.
+constexpr auto patience = 10s;
+
+const LogindInhibitor idleLock{"idle", "Quillmoss", "Quillmoss active session", "block"};
+const LogindInhibitor lidLock{"handle-lid-switch", "Quillmoss",
+                              "Quillmoss keeps running with the lid closed", "block"};
+const ScreenSaverInhibition displayInhibition{"Quillmoss", "Quillmoss active session display"};
+
+// The kernel files of a notebook below a fake root: a thermal zone at `zoneMillidegrees` whose
+// throttling ("passive") trip lies at 90 °C, and a battery at `batteryTenths` where given.
+class Machine {
+public:
+    Machine(std::string_view zoneMillidegrees, std::optional<std::string_view> batteryTenths) {
+        root_.write("sys/class/thermal/thermal_zone0/temp", std::string(zoneMillidegrees) + "\n");
+        root_.write("sys/class/thermal/thermal_zone0/trip_point_0_type", "passive\n");
+        root_.write("sys/class/thermal/thermal_zone0/trip_point_0_temp", "90000\n");
+        if (batteryTenths) {
+            root_.write("sys/class/power_supply/BAT0/type", "Battery\n");
+            root_.write("sys/class/power_supply/BAT0/temp", std::string(*batteryTenths) + "\n");
+        }
+        fs::create_directories(root_.path() / "sys/class/hwmon");
+    }
+
+    static Machine cool() { return Machine("45000", "300"); }
+
+    // Runs in the child: its /sys/class becomes this machine's.
+    void enter() const {
+        const fs::path fake = root_.path() / "sys/class";
+        if (::unshare(CLONE_NEWNS) != 0 ||
+            ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            ::mount(fake.c_str(), "/sys/class", nullptr, MS_BIND | MS_REC, nullptr) != 0) {
+            throw std::system_error(errno, std::generic_category(), "mount namespace");
+        }
+    }
+
+private:
+    testing::TemporaryDirectory root_;
+};
+
+std::vector<std::string> linesOf(const fs::path& path) {
+    std::ifstream in(path);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+// One run of `tallowbeck awake` with `arguments` on `machine`.
+class AwakeRun {
+public:
+    AwakeRun(const Machine& machine, std::vector<std::string> arguments)
+        : startedAt_(std::chrono::steady_clock::now()),
+          process_({.program = cliPath,
+                    .arguments = withCommand(std::move(arguments)),
+                    .standardOutput = outputs_.path() / "stdout",
+                    .standardError = outputs_.path() / "stderr",
+                    .prepare = [&machine] { machine.enter(); }}) {}
+
+    BackgroundProcess& process() { return process_; }
+    std::vector<std::string> output() const { return linesOf(outputs_.path() / "stdout"); }
+    std::vector<std::string> errors() const { return linesOf(outputs_.path() / "stderr"); }
+
+    bool startsWithin(std::chrono::milliseconds timeout) const {
+        return testing::becomesTrueWithin(timeout, [this] { return !output().empty(); });
+    }
+
+    std::optional<int> exitWithin(std::chrono::milliseconds timeout) {
+        const std::optional<int> status = process_.exitWithin(timeout);
+        lasted_ = std::chrono::steady_clock::now() - startedAt_;
+        return status;
+    }
+
+    std::chrono::duration<double> lasted() const { return lasted_; }
+
+private:
+    static std::vector<std::string> withCommand(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "awake");
+        return arguments;
+    }
+
+    testing::TemporaryDirectory outputs_;
+    std::chrono::steady_clock::time_point startedAt_;
+    std::chrono::duration<double> lasted_{};
+    BackgroundProcess process_;
+};
+
+bool holdsNothing(const PrivateBuses& buses) {
+    return buses.logindInhibitors().empty() && buses.screenSaverInhibitions().empty();
+}
+
+// The watchdog that `parent` started, found among its children.
+std::optional<pid_t> watchdogOf(pid_t parent) {
+    for (const auto& entry : fs::directory_iterator("/proc")) {
+        std::ifstream stat(entry.path() / "stat");
+        std::string line;
+        std::getline(stat, line);
+        const auto afterName = line.rfind(") ");
+        std::istringstream fields(afterName == std::string::npos ? "" : line.substr(afterName + 2));
+        char state = 0;
+        pid_t parentID = 0;
+        std::error_code error;
+        if (fields >> state >> parentID && parentID == parent &&
+            fs::equivalent(fs::read_symlink(entry.path() / "exe", error), watchdogPath, error)) {
+            return std::stoi(entry.path().filename().string());
+        }
+    }
+    return std::nullopt;
+}
+
+TEST(AwakeEndToEndTests, ATimedSessionEndsAtItsEndAndReleasesEverything) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--for", "2s", "--json"});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+
+    EXPECT_THAT(buses.logindInhibitors(), ElementsAre(idleLock));
+    EXPECT_THAT(buses.screenSaverInhibitions(), ElementsAre(displayInhibition));
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+
+    EXPECT_GE(run.lasted().count(), 2.0);
+    EXPECT_LT(run.lasted().count(), 2.0 + 4.0);
+    const std::vector<std::string> lines = run.output();
+    ASSERT_GE(lines.size(), 3u);
+    EXPECT_THAT(lines.front(), HasSubstr(R"({"event":"started","session":{)"));
+    EXPECT_THAT(lines[1], AllOf(HasSubstr(R"("event":"sample")"),
+                                HasSubstr(R"("batteryCelsius":30,"thermalState":"nominal")")));
+    EXPECT_EQ(lines.back(), R"({"event":"ended","reason":"expired","exitStatus":0})");
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, KilledInClosedLidModeItLeavesNoLockAndItsWatchdogEnds) {
+    const testing::Subreaper subreaper;
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--closed-lid"});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+    EXPECT_THAT(buses.logindInhibitors(), UnorderedElementsAre(idleLock, lidLock));
+    EXPECT_THAT(buses.screenSaverInhibitions(), ElementsAre(displayInhibition));
+    std::optional<pid_t> watchdog;
+    ASSERT_TRUE(testing::becomesTrueWithin(patience, [&] {
+        watchdog = watchdogOf(run.process().pid());
+        return watchdog.has_value();
+    }));
+
+    run.process().signal(SIGKILL);
+
+    EXPECT_EQ(run.exitWithin(patience), 128 + SIGKILL);
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+    int status = -1;
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] {
+        return ::waitpid(*watchdog, &status, WNOHANG) == *watchdog;
+    })) << "the watchdog outlived its parent";
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+}
+
+TEST(AwakeEndToEndTests, SeriousPressureWithoutABatteryReadingEndsTheSessionAtOnceWithStatus3) {
+    const PrivateBuses buses;
+    const Machine machine("95000", std::nullopt);
+    AwakeRun run(machine, {"--for", "60s", "--json"});
+
+    ASSERT_EQ(run.exitWithin(patience), 3) << ::testing::PrintToString(run.errors());
+
+    EXPECT_LT(run.lasted().count(), 5.0);
+    EXPECT_EQ(run.output().back(), R"({"event":"ended","reason":"thermalPressure","exitStatus":3,)"
+                                   R"("thermalState":"serious"})");
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, TheCommandRunsAwakeAndItsExitStatusIsPassedOn) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--allow-display-sleep", "--", "/bin/sh", "-c", "echo running; exit 7"});
+
+    ASSERT_EQ(run.exitWithin(patience), 7) << ::testing::PrintToString(run.errors());
+
+    EXPECT_THAT(run.output(), ::testing::Contains("running"));
+    EXPECT_EQ(run.output().back(), "Session ended: the command exited with status 7.");
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, ACommandThatDoesNotExistEndsWith127) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--", "/nonexistent/program"});
+
+    ASSERT_EQ(run.exitWithin(patience), 127);
+
+    EXPECT_THAT(run.errors(), ElementsAre(HasSubstr("cannot run /nonexistent/program")));
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, SIGTERMEndsTheSessionNormally) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+
+    run.process().signal(SIGTERM);
+
+    ASSERT_EQ(run.exitWithin(patience), 0);
+    EXPECT_EQ(run.output().front(), "Keeping this machine awake until stopped.");
+    EXPECT_EQ(run.output().back(), "Session ended: stopped by SIGTERM.");
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, TheSessionEndsWhenTheWatchedProcessExits) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    BackgroundProcess sleeper({.program = "/bin/sleep",
+                               .arguments = {"1"},
+                               .standardOutput = "/dev/null",
+                               .standardError = "/dev/null",
+                               .prepare = {}});
+    const std::string pid = std::to_string(sleeper.pid());
+    AwakeRun run(machine, {"--pid", pid, "--allow-display-sleep"});
+
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+
+    EXPECT_EQ(run.output().back(), "Session ended: process " + pid + " exited.");
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, AFailedActivationEndsWithStatus1ItsMessageAndItsReason) {
+    const PrivateBuses buses({.logind = true, .screenSaver = false});
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--for", "2s"});
+
+    ASSERT_EQ(run.exitWithin(patience), 1);
+
+    EXPECT_THAT(run.errors(),
+                ElementsAre("tallowbeck: macOS rejected the keep-awake assertion (-536870201).",
+                            HasSubstr("org.freedesktop.ScreenSaver")));
+    EXPECT_TRUE(run.output().empty());
+    EXPECT_TRUE(
+        testing::becomesTrueWithin(patience, [&] { return buses.logindInhibitors().empty(); }));
+}
+
+class AwakeEndToEndBadUsageTests : public ::testing::TestWithParam<std::vector<std::string>> {};
+
+TEST_P(AwakeEndToEndBadUsageTests, EndsWithStatus2AndOneLineSayingWhy) {
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, GetParam());
+
+    ASSERT_EQ(run.exitWithin(patience), 2);
+
+    EXPECT_THAT(run.errors(), ElementsAre(::testing::StartsWith("tallowbeck: ")));
+    EXPECT_TRUE(run.output().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Arguments, AwakeEndToEndBadUsageTests,
+    ::testing::Values(std::vector<std::string>{"--for", "0s"},
+                      std::vector<std::string>{"--for", "1d"},
+                      std::vector<std::string>{"--for", "1h", "--until", "12:00"},
+                      std::vector<std::string>{"--until", "2000-01-01T00:00:00Z"},
+                      std::vector<std::string>{"--pid", "1"},
+                      std::vector<std::string>{"--pid", "4242", "--", "true"},
+                      std::vector<std::string>{"--file", "history.json"},
+                      std::vector<std::string>{"--record-every", "nan"}));
+
+}  // namespace
+}  // namespace tallowbeck

@@ -1,0 +1,181 @@
+#include "tests/testing/PrivateBuses.hpp"
+
+#include <chrono>
+#include <stdexcept>
+#include <utility>
+
+#include "TallowbeckCore/platform/linux/DBusConnection.hpp"
+#include "tests/testing/FileContents.hpp"
+
+namespace tallowbeck::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Starting a Python interpreter with dbusmock takes a fraction of a second; only a broken set-up
+// comes near this.
+constexpr auto startPatience = 20s;
+constexpr auto stopPatience = 2s;
+
+constexpr DBusMethod nameHasOwner{"org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                  "org.freedesktop.DBus", "NameHasOwner"};
+constexpr DBusMethod listInhibitors{"org.freedesktop.login1", "/org/freedesktop/login1",
+                                    "org.freedesktop.login1.Manager", "ListInhibitors"};
+constexpr DBusMethod addMethod{"org.freedesktop.login1", "/org/freedesktop/login1",
+                               "org.freedesktop.DBus.Mock", "AddMethod"};
+constexpr DBusMethod listInhibitions{"org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver",
+                                     "org.freedesktop.DBus.Mock", "ListInhibitions"};
+
+std::string logOf(const std::filesystem::path& path) {
+    try {
+        return contentsOf(path);
+    } catch (const std::runtime_error&) {
+        return "(no log)";
+    }
+}
+
+bool hasOwner(DBusConnection::Bus bus, const char* name) {
+    try {
+        DBusConnection connection = DBusConnection::open(bus);
+        int owned = 0;
+        sd_bus_message_read(connection.call(nameHasOwner, "s", name).get(), "b", &owned);
+        return owned != 0;
+    } catch (const DBusFailure&) {
+        return false;
+    }
+}
+
+// Calls `read(reply)` for each element of the array of `elementType` that `method` answers.
+template <typename Read>
+void forEachElement(DBusConnection::Bus bus, const DBusMethod& method, const char* elementType,
+                    Read&& read) {
+    try {
+        DBusConnection connection = DBusConnection::open(bus);
+        const DBusReply reply = connection.call(method, "");
+        sd_bus_message_enter_container(reply.get(), 'a', elementType);
+        while (read(reply.get()) > 0) {
+        }
+        sd_bus_message_exit_container(reply.get());
+    } catch (const DBusFailure& failure) {
+        throw std::runtime_error(failure.reason);
+    }
+}
+
+}  // namespace
+
+// One dbus-daemon on a socket of its own.
+class PrivateBuses::Bus {
+public:
+    Bus(const TemporaryDirectory& directory, const std::string& name)
+        : addressFile_(directory.path() / (name + "-address")),
+          log_(directory.path() / (name + ".log")),
+          daemon_({.program = TALLOWBECK_DBUS_DAEMON_PATH,
+                   .arguments = {"--session", "--nofork", "--nopidfile", "--print-address=1",
+                                 "--address=unix:path=" +
+                                     (directory.path() / (name + "-socket")).string()},
+                   .standardOutput = addressFile_,
+                   .standardError = log_,
+                   .prepare = {}}) {
+        if (!becomesTrueWithin(startPatience, [this] { return !address().empty(); })) {
+            throw std::runtime_error("dbus-daemon did not start: " + logOf(log_));
+        }
+    }
+
+    ~Bus() { daemon_.stop(stopPatience); }
+
+    std::string address() const {
+        const std::string printed = logOf(addressFile_);
+        const auto lineEnd = printed.find('\n');
+        return lineEnd == std::string::npos ? "" : printed.substr(0, lineEnd);
+    }
+
+private:
+    std::filesystem::path addressFile_;
+    std::filesystem::path log_;
+    BackgroundProcess daemon_;
+};
+
+PrivateBuses::PrivateBuses(Services services)
+    : systemBus_(std::make_unique<Bus>(directory_, "system")),
+      sessionBus_(std::make_unique<Bus>(directory_, "session")),
+      systemAddress_("DBUS_SYSTEM_BUS_ADDRESS", systemBus_->address()),
+      sessionAddress_("DBUS_SESSION_BUS_ADDRESS", sessionBus_->address()) {
+    if (services.logind) {
+        startMock("logind", "logind", true, "org.freedesktop.login1");
+    }
+    if (services.screenSaver) {
+        startMock("screensaver", TALLOWBECK_SCREENSAVER_MOCK_PATH, false,
+                  "org.freedesktop.ScreenSaver");
+    }
+}
+
+PrivateBuses::~PrivateBuses() {
+    for (const auto& mock : mocks_) {
+        mock->stop(stopPatience);
+    }
+}
+
+void PrivateBuses::startMock(const std::string& name, const std::string& templateName,
+                             bool onSystemBus, const char* busName) {
+    const std::filesystem::path log = directory_.path() / (name + ".log");
+    // Debian's interpreter, which sees Debian's python3-dbusmock whatever python3 is first on
+    // the PATH.
+    auto& mock = mocks_.emplace_back(std::make_unique<BackgroundProcess>(
+        BackgroundProcess::Launch{.program = TALLOWBECK_SYSTEM_PYTHON_PATH,
+                                  .arguments = {"-m", "dbusmock", "--template", templateName},
+                                  .standardOutput = log,
+                                  .standardError = log,
+                                  .prepare = {}}));
+    const auto bus = onSystemBus ? DBusConnection::Bus::system : DBusConnection::Bus::session;
+    const bool started = becomesTrueWithin(
+        startPatience, [&] { return mock->exitWithin(0ms).has_value() || hasOwner(bus, busName); });
+    if (!started || !mock->running()) {
+        throw std::runtime_error("the " + name + " mock did not start: " + logOf(log));
+    }
+}
+
+std::vector<LogindInhibitor> PrivateBuses::logindInhibitors() const {
+    std::vector<LogindInhibitor> inhibitors;
+    forEachElement(
+        DBusConnection::Bus::system, listInhibitors, "(ssssuu)", [&](sd_bus_message* reply) {
+            const char* texts[4] = {};
+            std::uint32_t uid = 0;
+            std::uint32_t pid = 0;
+            const int result = sd_bus_message_read(reply, "(ssssuu)", &texts[0], &texts[1],
+                                                   &texts[2], &texts[3], &uid, &pid);
+            if (result > 0) {
+                inhibitors.push_back({texts[0], texts[1], texts[2], texts[3]});
+            }
+            return result;
+        });
+    return inhibitors;
+}
+
+void PrivateBuses::refuseLogindLocks() const {
+    try {
+        DBusConnection::open(DBusConnection::Bus::system)
+            .call(addMethod, "sssss", "org.freedesktop.login1.Manager", "Inhibit", "ssss", "h",
+                  "raise dbus.exceptions.DBusException('Permission denied', "
+                  "name='org.freedesktop.DBus.Error.AccessDenied')");
+    } catch (const DBusFailure& failure) {
+        throw std::runtime_error(failure.reason);
+    }
+}
+
+std::vector<ScreenSaverInhibition> PrivateBuses::screenSaverInhibitions() const {
+    std::vector<ScreenSaverInhibition> inhibitions;
+    forEachElement(
+        DBusConnection::Bus::session, listInhibitions, "(uss)", [&](sd_bus_message* reply) {
+            std::uint32_t cookie = 0;
+            const char* application = nullptr;
+            const char* reason = nullptr;
+            const int result = sd_bus_message_read(reply, "(uss)", &cookie, &application, &reason);
+            if (result > 0) {
+                inhibitions.push_back({application, reason});
+            }
+            return result;
+        });
+    return inhibitions;
+}
+
+}  // namespace tallowbeck::testing
