@@ -3,19 +3,19 @@
 #include <fcntl.h>
 #include <simdjson.h>
 #include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <system_error>
 
-#include "TallowbeckCore/history/AtomicFile.hpp"
 #include "TallowbeckCore/history/HistoryFileFormat.hpp"
 #include "TallowbeckCore/history/JournalEntry.hpp"
-#include "TallowbeckCore/support/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/AtomicFile.hpp"
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/PosixFile.hpp"
+#include "TallowbeckCore/posix/SystemCall.hpp"
 #include "TallowbeckCore/support/LocalCalendar.hpp"
-#include "TallowbeckCore/support/SystemCall.hpp"
 
 namespace tallowbeck {
 
@@ -30,6 +30,8 @@ constexpr std::array<std::string_view, 2> legacyFolderNames = {"com.tallowbeck.B
                                                                "com.tallowbeck.Tallowbeck"};
 constexpr std::int64_t journalEntriesBeforeCompaction = 1440;
 constexpr mode_t lockFileMode = 0600;
+constexpr mode_t dataFileMode = 0600;
+constexpr mode_t directoryMode = 0700;
 // 0001-01-01T00:00:00Z: the earliest time a cutoff is ever written as.
 constexpr double distantPast = -62135596800.0;
 
@@ -76,19 +78,8 @@ double retentionCutoff(double now, std::int64_t retentionDays) {
         .value_or(distantPast);
 }
 
-FileDescriptor openFile(const FileCalls& calls, const std::filesystem::path& path, int flags,
-                        mode_t mode = 0) {
-    const int descriptor =
-        retryingInterrupted([&] { return calls.open(path.c_str(), flags, mode); });
-    if (descriptor < 0) {
-        throwLastError("cannot open " + path.string());
-    }
-    return FileDescriptor(descriptor);
-}
-
 // The file's bytes, or nothing when it does not exist.
-std::optional<std::string> readWholeFile(const FileCalls& calls,
-                                         const std::filesystem::path& path) {
+std::optional<std::string> readWholeFile(FileCalls& calls, const std::filesystem::path& path) {
     const int descriptor =
         retryingInterrupted([&] { return calls.open(path.c_str(), O_RDONLY | O_CLOEXEC, 0); });
     if (descriptor < 0 && errno == ENOENT) {
@@ -98,32 +89,27 @@ std::optional<std::string> readWholeFile(const FileCalls& calls,
         throwLastError("cannot open " + path.string());
     }
     const FileDescriptor file(descriptor);
-    struct stat attributes {};
-    std::string bytes;
-    if (::fstat(file.get(), &attributes) == 0) {
-        // Room for the JSON parser's padding spares it a copy of the whole file.
-        bytes.reserve(static_cast<std::size_t>(attributes.st_size) + simdjson::SIMDJSON_PADDING);
-    }
-    std::array<char, 65536> buffer{};
-    for (;;) {
-        const ssize_t count =
-            retryingInterrupted([&] { return ::read(file.get(), buffer.data(), buffer.size()); });
-        if (count < 0) {
-            throwLastError("cannot read " + path.string());
-        }
-        if (count == 0) {
-            return bytes;
-        }
-        bytes.append(buffer.data(), static_cast<std::size_t>(count));
+    // Room for the JSON parser's padding spares it a copy of the whole file.
+    return PosixFile::readAll(calls, file.get(), path.string(), simdjson::SIMDJSON_PADDING);
+}
+
+// A line that did not reach the disk must not be read back as if it had. Should even cutting
+// it off fail, the caller learns that the journal may still hold it.
+void takeBackUnacknowledgedLine(FileCalls& calls, int journal, off_t validLength,
+                                const std::system_error& failure) {
+    if (retryingInterrupted([&] { return calls.ftruncate(journal, validLength); }) != 0) {
+        throw std::system_error(
+            failure.code(),
+            std::string(failure.what()) + ", and the unfinished line could not be removed");
     }
 }
 
 // The exclusive lock on the lock file for one operation; released and closed when it goes.
 class HeldLock {
 public:
-    HeldLock(const FileCalls& calls, const std::filesystem::path& lockFile)
+    HeldLock(FileCalls& calls, const std::filesystem::path& lockFile)
         : calls_(calls),
-          file_(openFile(calls, lockFile, O_RDWR | O_CREAT | O_CLOEXEC, lockFileMode)) {
+          file_(PosixFile::open(calls, lockFile, O_RDWR | O_CREAT | O_CLOEXEC, lockFileMode)) {
         if (retryingInterrupted([&] { return calls_.flock(file_.get(), LOCK_EX); }) != 0) {
             throwLastError("cannot lock " + lockFile.string());
         }
@@ -136,14 +122,14 @@ public:
     }
 
 private:
-    const FileCalls& calls_;
+    FileCalls& calls_;
     FileDescriptor file_;
 };
 
 }  // namespace
 
 TemperatureHistoryStore::TemperatureHistoryStore(std::optional<std::filesystem::path> fileURL,
-                                                 const FileCalls& calls,
+                                                 FileCalls& calls,
                                                  const UserDirectories& directories)
     : files_(HistoryFiles::beside(resolvedFileURL(fileURL, directories))), calls_(&calls) {}
 
@@ -182,7 +168,7 @@ void TemperatureHistoryStore::reset() {
         // Replacing the journal alone is enough: a reset entry voids the snapshot for every
         // reader, and the next compaction removes both.
         const std::string line = JournalEntry::resetEntry().line();
-        AtomicFile::replace(*calls_, files_.journal, line);
+        AtomicFile::replace(*calls_, files_.journal, line, dataFileMode);
         journalCount_ = 1;
         journalLength_ = line.size();
         cachedSamples_.emplace(std::vector<TemperatureSample>{});
@@ -191,7 +177,7 @@ void TemperatureHistoryStore::reset() {
 
 template <typename Body>
 void TemperatureHistoryStore::locked(Body&& body) {
-    std::filesystem::create_directories(files_.snapshot.parent_path());
+    PosixFile::createDirectories(*calls_, files_.snapshot.parent_path(), directoryMode);
     const HeldLock lock(*calls_, files_.lock);
     if (!revision_ || currentRevision() != *revision_) {
         forgetCache();
@@ -237,35 +223,51 @@ void TemperatureHistoryStore::read() {
 
 void TemperatureHistoryStore::compact() {
     AtomicFile::replace(*calls_, files_.snapshot,
-                        HistoryFileFormat::encodeSnapshot(cachedSamples_->samples()));
-    AtomicFile::replace(*calls_, files_.journal, "");
+                        HistoryFileFormat::encodeSnapshot(cachedSamples_->samples()), dataFileMode);
+    AtomicFile::replace(*calls_, files_.journal, "", dataFileMode);
     journalCount_ = 0;
     journalLength_ = 0;
 }
 
-void TemperatureHistoryStore::appendToJournal(const std::string& line) {
-    const std::optional<FileStamp> stamp = calls_->stamp(files_.journal.c_str());
-    if (!stamp) {
-        AtomicFile::replace(*calls_, files_.journal, "");
+FileDescriptor TemperatureHistoryStore::openJournalForWriting() {
+    const auto open = [this] {
+        return retryingInterrupted(
+            [this] { return calls_->open(files_.journal.c_str(), O_WRONLY | O_CLOEXEC, 0); });
+    };
+    int descriptor = open();
+    if (descriptor < 0 && errno == ENOENT) {
+        AtomicFile::replace(*calls_, files_.journal, "", dataFileMode);
+        descriptor = open();
     }
-    const FileDescriptor journal = openFile(*calls_, files_.journal, O_WRONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        throwLastError("cannot open " + files_.journal.string());
+    }
+    return FileDescriptor(descriptor);
+}
+
+void TemperatureHistoryStore::appendToJournal(const std::string& line) {
+    const FileDescriptor journal = openJournalForWriting();
     const auto validLength = static_cast<off_t>(journalLength_);
     const std::string what = files_.journal.string();
+    FileAttributes attributes;
+    if (retryingInterrupted([&] { return calls_->fstat(journal.get(), attributes); }) != 0) {
+        throwLastError("cannot read " + what);
+    }
     // Cuts off a line an interrupted writer left unfinished. Only then: truncating touches the
     // file's metadata, which costs the flush below almost as much again.
-    if (stamp && stamp->size > journalLength_ &&
+    if (attributes.size > journalLength_ &&
         retryingInterrupted([&] { return calls_->ftruncate(journal.get(), validLength); }) != 0) {
         throwLastError("cannot truncate " + what);
     }
-    if (::lseek(journal.get(), validLength, SEEK_SET) < 0) {
+    if (retryingInterrupted([&] { return calls_->lseek(journal.get(), validLength, SEEK_SET); }) <
+        0) {
         throwLastError("cannot seek in " + what);
     }
     try {
-        AtomicFile::writeAll(*calls_, journal.get(), line, what);
-        AtomicFile::flush(*calls_, journal.get(), what);
-    } catch (...) {
-        // A line that did not reach the disk must not be read back as if it had.
-        calls_->ftruncate(journal.get(), validLength);
+        PosixFile::writeAll(*calls_, journal.get(), line, what);
+        PosixFile::flush(*calls_, journal.get(), what);
+    } catch (const std::system_error& failure) {
+        takeBackUnacknowledgedLine(*calls_, journal.get(), validLength, failure);
         throw;
     }
     journalLength_ += line.size();

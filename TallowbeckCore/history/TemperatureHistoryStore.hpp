@@ -8,11 +8,12 @@
 #include <string>
 
 #include "TallowbeckCore/history/CachedHistory.hpp"
-#include "TallowbeckCore/history/FileStamp.hpp"
 #include "TallowbeckCore/history/HistoryFiles.hpp"
 #include "TallowbeckCore/history/TemperatureSample.hpp"
-#include "TallowbeckCore/platform/FileCalls.hpp"
 #include "TallowbeckCore/platform/UserDirectories.hpp"
+#include "TallowbeckCore/posix/FileCalls.hpp"
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/FileStamp.hpp"
 
 namespace tallowbeck {
 
@@ -33,7 +34,7 @@ public:
     // touches no file apart from that adoption.
     explicit TemperatureHistoryStore(
         std::optional<std::filesystem::path> fileURL = std::nullopt,
-        const FileCalls& calls = FileCalls::system(),
+        FileCalls& calls = FileCalls::system(),
         const UserDirectories& directories = UserDirectories::system());
 
     // "temperature-history.json" in "com.tallowbeck.Ordwell" below the user's application
@@ -66,10 +67,11 @@ private:
 
     void read();
     void compact();
+    FileDescriptor openJournalForWriting();
     void appendToJournal(const std::string& line);
 
     HistoryFiles files_;
-    const FileCalls* calls_;
+    FileCalls* calls_;
     std::optional<Revision> revision_;
     std::optional<CachedHistory> cachedSamples_;
     std::int64_t journalCount_ = 0;

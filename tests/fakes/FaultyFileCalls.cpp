@@ -1,7 +1,6 @@
 #include "tests/fakes/FaultyFileCalls.hpp"
 
 #include <cerrno>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -10,59 +9,9 @@ namespace tallowbeck::testing {
 
 namespace {
 
-struct Fault {
-    FileFunction function;
-    int failingCall;
-    int error;
-    int calls;
-    std::filesystem::path failedTarget;
-};
-
-std::optional<Fault> armed;
-
-// Counts the call and tells whether it is the one to fail.
-bool failsNow(FileFunction function) {
-    return armed && armed->function == function && ++armed->calls == armed->failingCall;
-}
-
-int fail(std::filesystem::path target) {
-    armed->failedTarget = std::move(target);
-    errno = armed->error;
-    return -1;
-}
-
 std::filesystem::path fileOf(int descriptor) {
     std::error_code ignored;
     return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), ignored);
-}
-
-const FileCalls& real() { return FileCalls::system(); }
-
-int faultyOpen(const char* path, int flags, mode_t mode) {
-    return failsNow(FileFunction::open) ? fail(path) : real().open(path, flags, mode);
-}
-
-int faultyFlock(int descriptor, int operation) {
-    return failsNow(FileFunction::flock) ? fail(fileOf(descriptor))
-                                         : real().flock(descriptor, operation);
-}
-
-ssize_t faultyWrite(int descriptor, const void* bytes, std::size_t count) {
-    return failsNow(FileFunction::write) ? fail(fileOf(descriptor))
-                                         : real().write(descriptor, bytes, count);
-}
-
-int faultyFsync(int descriptor) {
-    return failsNow(FileFunction::fsync) ? fail(fileOf(descriptor)) : real().fsync(descriptor);
-}
-
-int faultyRename(const char* from, const char* to) {
-    return failsNow(FileFunction::rename) ? fail(to) : real().rename(from, to);
-}
-
-int faultyFtruncate(int descriptor, off_t length) {
-    return failsNow(FileFunction::ftruncate) ? fail(fileOf(descriptor))
-                                             : real().ftruncate(descriptor, length);
 }
 
 }  // namespace
@@ -71,48 +20,112 @@ std::string_view nameOf(FileFunction function) {
     switch (function) {
         case FileFunction::open:
             return "open";
-        case FileFunction::flock:
-            return "flock";
+        case FileFunction::read:
+            return "read";
         case FileFunction::write:
             return "write";
+        case FileFunction::lseek:
+            return "lseek";
         case FileFunction::fsync:
             return "fsync";
-        case FileFunction::rename:
-            return "rename";
         case FileFunction::ftruncate:
             return "ftruncate";
+        case FileFunction::flock:
+            return "flock";
+        case FileFunction::fstat:
+            return "fstat";
+        case FileFunction::lstat:
+            return "lstat";
+        case FileFunction::mkdir:
+            return "mkdir";
+        case FileFunction::rename:
+            return "rename";
+        case FileFunction::unlink:
+            return "unlink";
     }
     throw std::invalid_argument("unknown file function");
 }
 
-const FileCalls& faultyFileCalls() {
-    // The stamp is not among the faults: the store already reads a missing stamp as a missing
-    // file.
-    static const FileCalls calls{.open = faultyOpen,
-                                 .flock = faultyFlock,
-                                 .write = faultyWrite,
-                                 .fsync = faultyFsync,
-                                 .rename = faultyRename,
-                                 .ftruncate = faultyFtruncate,
-                                 .stamp = real().stamp};
-    return calls;
+void FaultyFileCalls::arm(FileFunction function, int failingCall, int error) {
+    fault_.emplace(Fault{.function = function,
+                         .failingCall = failingCall,
+                         .error = error,
+                         .calls = 0,
+                         .failedTarget = {}});
 }
 
-ArmedFault::ArmedFault(FileFunction function, int failingCall, int error) {
-    if (armed) {
-        throw std::logic_error("a file fault is already armed");
-    }
-    armed.emplace(Fault{.function = function,
-                        .failingCall = failingCall,
-                        .error = error,
-                        .calls = 0,
-                        .failedTarget = {}});
+int FaultyFileCalls::calls() const { return fault_ ? fault_->calls : 0; }
+
+std::filesystem::path FaultyFileCalls::failedTarget() const {
+    return fault_ ? fault_->failedTarget : std::filesystem::path();
 }
 
-ArmedFault::~ArmedFault() { armed.reset(); }
+bool FaultyFileCalls::failsNow(FileFunction function) {
+    return fault_ && fault_->function == function && ++fault_->calls == fault_->failingCall;
+}
 
-int ArmedFault::calls() const { return armed->calls; }
+int FaultyFileCalls::fail(std::filesystem::path target) {
+    fault_->failedTarget = std::move(target);
+    errno = fault_->error;
+    return -1;
+}
 
-std::filesystem::path ArmedFault::failedTarget() const { return armed->failedTarget; }
+int FaultyFileCalls::failOn(int descriptor) { return fail(fileOf(descriptor)); }
+
+int FaultyFileCalls::open(const char* path, int flags, mode_t mode) {
+    return failsNow(FileFunction::open) ? fail(path) : ForwardingFileCalls::open(path, flags, mode);
+}
+
+ssize_t FaultyFileCalls::read(int descriptor, void* bytes, std::size_t count) {
+    return failsNow(FileFunction::read) ? failOn(descriptor)
+                                        : ForwardingFileCalls::read(descriptor, bytes, count);
+}
+
+ssize_t FaultyFileCalls::write(int descriptor, const void* bytes, std::size_t count) {
+    return failsNow(FileFunction::write) ? failOn(descriptor)
+                                         : ForwardingFileCalls::write(descriptor, bytes, count);
+}
+
+off_t FaultyFileCalls::lseek(int descriptor, off_t offset, int whence) {
+    return failsNow(FileFunction::lseek) ? failOn(descriptor)
+                                         : ForwardingFileCalls::lseek(descriptor, offset, whence);
+}
+
+int FaultyFileCalls::fsync(int descriptor) {
+    return failsNow(FileFunction::fsync) ? failOn(descriptor)
+                                         : ForwardingFileCalls::fsync(descriptor);
+}
+
+int FaultyFileCalls::ftruncate(int descriptor, off_t length) {
+    return failsNow(FileFunction::ftruncate) ? failOn(descriptor)
+                                             : ForwardingFileCalls::ftruncate(descriptor, length);
+}
+
+int FaultyFileCalls::flock(int descriptor, int operation) {
+    return failsNow(FileFunction::flock) ? failOn(descriptor)
+                                         : ForwardingFileCalls::flock(descriptor, operation);
+}
+
+int FaultyFileCalls::fstat(int descriptor, FileAttributes& attributes) {
+    return failsNow(FileFunction::fstat) ? failOn(descriptor)
+                                         : ForwardingFileCalls::fstat(descriptor, attributes);
+}
+
+int FaultyFileCalls::lstat(const char* path, FileAttributes& attributes) {
+    return failsNow(FileFunction::lstat) ? fail(path)
+                                         : ForwardingFileCalls::lstat(path, attributes);
+}
+
+int FaultyFileCalls::mkdir(const char* path, mode_t mode) {
+    return failsNow(FileFunction::mkdir) ? fail(path) : ForwardingFileCalls::mkdir(path, mode);
+}
+
+int FaultyFileCalls::rename(const char* from, const char* to) {
+    return failsNow(FileFunction::rename) ? fail(to) : ForwardingFileCalls::rename(from, to);
+}
+
+int FaultyFileCalls::unlink(const char* path) {
+    return failsNow(FileFunction::unlink) ? fail(path) : ForwardingFileCalls::unlink(path);
+}
 
 }  // namespace tallowbeck::testing

@@ -1,38 +1,92 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string_view>
 
-#include "TallowbeckCore/platform/FileCalls.hpp"
+#include "tests/fakes/ForwardingFileCalls.hpp"
 
 namespace tallowbeck::testing {
 
 // The calls of FileCalls that a fault can be injected into.
-enum class FileFunction { open, flock, write, fsync, rename, ftruncate };
+enum class FileFunction {
+    open,
+    read,
+    write,
+    lseek,
+    fsync,
+    ftruncate,
+    flock,
+    fstat,
+    lstat,
+    mkdir,
+    rename,
+    unlink
+};
 
 std::string_view nameOf(FileFunction function);
 
-// FileCalls::system(), except that one call fails while an ArmedFault exists. The table holds
-// plain functions, so the fault lives in global state: one fault is armed at a time, and only
-// single-threaded tests use it.
-const FileCalls& faultyFileCalls();
+// The system's file calls, except that one call fails while a fault is armed.
+class FaultyFileCalls final : public ForwardingFileCalls {
+public:
+    // Makes call number `failingCall` (counting from 1 at arming) of `function` fail once with
+    // `error`, without reaching the system. Replaces any fault armed before.
+    void arm(FileFunction function, int failingCall, int error);
+    void disarm() noexcept { fault_.reset(); }
 
-// Makes call number `failingCall` (counting from 1 at construction) of `function` through
-// faultyFileCalls() fail once with `error`, without reaching the system; disarms when it goes.
-// Throws std::logic_error when another fault is armed.
+    // Calls of the armed function since arming, the failed one included: fewer than
+    // `failingCall` when the code under test never got that far.
+    int calls() const;
+    // The file the failed call was about: the path it named, or the file its descriptor refers
+    // to. Empty until the call failed.
+    std::filesystem::path failedTarget() const;
+
+    int open(const char* path, int flags, mode_t mode) override;
+    ssize_t read(int descriptor, void* bytes, std::size_t count) override;
+    ssize_t write(int descriptor, const void* bytes, std::size_t count) override;
+    off_t lseek(int descriptor, off_t offset, int whence) override;
+    int fsync(int descriptor) override;
+    int ftruncate(int descriptor, off_t length) override;
+    int flock(int descriptor, int operation) override;
+    int fstat(int descriptor, FileAttributes& attributes) override;
+    int lstat(const char* path, FileAttributes& attributes) override;
+    int mkdir(const char* path, mode_t mode) override;
+    int rename(const char* from, const char* to) override;
+    int unlink(const char* path) override;
+
+private:
+    struct Fault {
+        FileFunction function;
+        int failingCall;
+        int error;
+        int calls = 0;
+        std::filesystem::path failedTarget;
+    };
+
+    // Counts the call and tells whether it is the one to fail.
+    bool failsNow(FileFunction function);
+    int fail(std::filesystem::path target);
+    int failOn(int descriptor);
+
+    std::optional<Fault> fault_;
+};
+
+// Arms a fault for as long as it exists.
 class ArmedFault {
 public:
-    ArmedFault(FileFunction function, int failingCall, int error);
-    ~ArmedFault();
+    ArmedFault(FaultyFileCalls& calls, FileFunction function, int failingCall, int error)
+        : calls_(calls) {
+        calls_.arm(function, failingCall, error);
+    }
+    ~ArmedFault() { calls_.disarm(); }
     ArmedFault(const ArmedFault&) = delete;
     ArmedFault& operator=(const ArmedFault&) = delete;
 
-    // Calls of the function since arming, the failed one included: fewer than `failingCall` when
-    // the code under test never got that far.
-    int calls() const;
-    // The file the failed call was about: the path it opened or renamed over, or the file its
-    // descriptor refers to. Empty until the call failed.
-    std::filesystem::path failedTarget() const;
+    int calls() const { return calls_.calls(); }
+    std::filesystem::path failedTarget() const { return calls_.failedTarget(); }
+
+private:
+    FaultyFileCalls& calls_;
 };
 
 }  // namespace tallowbeck::testing

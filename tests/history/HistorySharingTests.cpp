@@ -14,13 +14,14 @@
 #include <thread>
 #include <vector>
 
-#include "TallowbeckCore/history/AtomicFile.hpp"
 #include "TallowbeckCore/history/HistoryFileFormat.hpp"
 #include "TallowbeckCore/history/HistoryFiles.hpp"
 #include "TallowbeckCore/history/JournalEntry.hpp"
 #include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
-#include "TallowbeckCore/platform/FileCalls.hpp"
-#include "TallowbeckCore/support/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/FileCalls.hpp"
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/PosixFile.hpp"
+#include "tests/fakes/ForwardingFileCalls.hpp"
 #include "tests/testing/ChildProcess.hpp"
 #include "tests/testing/FileContents.hpp"
 #include "tests/testing/Samples.hpp"
@@ -75,23 +76,17 @@ void expectWholeJournal(const std::filesystem::path& snapshot) {
 // How many bytes of its first write a tearing writer gets onto the disk before it dies.
 std::size_t tornLength = 0;
 
-ssize_t writeTornAndDie(int descriptor, const void* bytes, std::size_t count) {
-    const ssize_t written = ::write(descriptor, bytes, std::min(count, tornLength));
-    if (written >= 0) {
-        ::raise(SIGKILL);
-    }
-    return written;
-}
-
 // The system's calls, except that the first write is cut short by the writer's death.
-const FileCalls& tearingFileCalls() {
-    static const FileCalls calls = [] {
-        FileCalls tearing = FileCalls::system();
-        tearing.write = writeTornAndDie;
-        return tearing;
-    }();
-    return calls;
-}
+class TearingFileCalls final : public testing::ForwardingFileCalls {
+public:
+    ssize_t write(int descriptor, const void* bytes, std::size_t count) override {
+        const ssize_t written = ::write(descriptor, bytes, std::min(count, tornLength));
+        if (written >= 0) {
+            ::raise(SIGKILL);
+        }
+        return written;
+    }
+};
 
 // A pipe whose ends close with it.
 struct Pipe {
@@ -107,7 +102,7 @@ struct Pipe {
 };
 
 void writeToPipe(const Pipe& pipe, std::string_view bytes) {
-    AtomicFile::writeAll(FileCalls::system(), pipe.writeEnd.get(), bytes, "pipe");
+    PosixFile::writeAll(FileCalls::system(), pipe.writeEnd.get(), bytes, "pipe");
 }
 
 // Appends a new sample and then sends its id down `acknowledged`.
@@ -246,8 +241,8 @@ TEST(HistorySharingTests, AWriterKilledMidLineLosesNothingAndTheNextAppendRepair
         const std::uintmax_t wholeLength = std::filesystem::file_size(journal);
         tornLength = tornLengths(random);
         const pid_t writer = testing::forkRunning([&] {
-            TemperatureHistoryStore(file, tearingFileCalls())
-                .append(testing::sampleAt(now), week, now);
+            TearingFileCalls tearing;
+            TemperatureHistoryStore(file, tearing).append(testing::sampleAt(now), week, now);
             return 0;
         });
         ASSERT_EQ(testing::exitStatusOf(writer), 128 + SIGKILL);

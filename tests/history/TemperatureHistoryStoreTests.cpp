@@ -11,6 +11,7 @@
 #include "TallowbeckCore/history/JournalEntry.hpp"
 #include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
 #include "tests/fakes/FakeUserDirectories.hpp"
+#include "tests/fakes/ForwardingFileCalls.hpp"
 #include "tests/testing/ChildProcess.hpp"
 #include "tests/testing/FileContents.hpp"
 #include "tests/testing/LocalTimeZone.hpp"
@@ -40,16 +41,15 @@ std::size_t lineCount(const std::string& bytes) {
 }
 
 // Counts the files the store opens, to tell a read from a cached answer.
-int opens = 0;
-int countingOpen(const char* path, int flags, mode_t mode) {
-    ++opens;
-    return FileCalls::system().open(path, flags, mode);
-}
-FileCalls countingCalls() {
-    FileCalls calls = FileCalls::system();
-    calls.open = countingOpen;
-    return calls;
-}
+class CountingFileCalls final : public testing::ForwardingFileCalls {
+public:
+    int open(const char* path, int flags, mode_t mode) override {
+        ++opens;
+        return ForwardingFileCalls::open(path, flags, mode);
+    }
+
+    int opens = 0;
+};
 
 class TemperatureHistoryStoreTests : public ::testing::Test {
 protected:
@@ -242,17 +242,17 @@ TEST_F(TemperatureHistoryStoreTests, ASecondStoreOnTheSameFilesCountsAsAnotherWr
 }
 
 TEST_F(TemperatureHistoryStoreTests, AnUnchangedHistoryIsAnsweredFromTheCache) {
-    const FileCalls calls = countingCalls();
+    CountingFileCalls calls;
     TemperatureHistoryStore store(file(), calls);
     store.append(sampleAt(now), week, now);
-    opens = 0;
+    calls.opens = 0;
     EXPECT_EQ(store.samples().size(), 1U);
-    EXPECT_EQ(opens, 1);  // the lock file only
+    EXPECT_EQ(calls.opens, 1);  // the lock file only
     const TemperatureSample sample = sampleAt(now + 1);
     TemperatureHistoryStore(file()).append(sample, week, now + 1);
-    opens = 0;
+    calls.opens = 0;
     EXPECT_EQ(store.samples().size(), 2U);
-    EXPECT_EQ(opens, 3);  // lock, journal, snapshot
+    EXPECT_EQ(calls.opens, 3);  // lock, journal, snapshot
 }
 
 TEST_F(TemperatureHistoryStoreTests, ARenameOverTheSnapshotIsSeenEvenAtTheSameSize) {

@@ -10,8 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include "TallowbeckCore/platform/FileCalls.hpp"
-#include "TallowbeckCore/support/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/FileCalls.hpp"
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
 #include "tests/testing/FileContents.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
 
@@ -22,7 +22,7 @@ using namespace std::chrono_literals;
 using testing::contentsOf;
 using testing::TemporaryDirectory;
 
-const FileCalls& calls = FileCalls::system();
+FileCalls& calls = FileCalls::system();
 
 // A descriptor from the table's open, closed when the test is done with it.
 FileDescriptor openFile(const std::filesystem::path& path, int flags) {
@@ -154,6 +154,64 @@ TEST(LinuxFileCallsTests, AnExclusiveLockKeepsOutASecondDescriptorUntilReleased)
 
     ASSERT_EQ(calls.flock(holder.get(), LOCK_UN), 0);
     EXPECT_EQ(calls.flock(other.get(), LOCK_EX | LOCK_NB), 0);
+}
+
+TEST(LinuxFileCallsTests, ReadAndLseekReadTheBytesFromTheOffset) {
+    TemporaryDirectory directory;
+    const std::filesystem::path file = directory.write("f", "skip|read");
+    const FileDescriptor opened = openFile(file, O_RDONLY);
+    EXPECT_EQ(calls.lseek(opened.get(), 5, SEEK_SET), 5);
+    std::string bytes(8, '\0');
+    EXPECT_EQ(calls.read(opened.get(), bytes.data(), bytes.size()), 4);
+    EXPECT_EQ(bytes.substr(0, 4), "read");
+    EXPECT_EQ(calls.read(opened.get(), bytes.data(), bytes.size()), 0);
+}
+
+TEST(LinuxFileCallsTests, FstatGivesTheKindOwnerPermissionsAndStamp) {
+    TemporaryDirectory directory;
+    const std::filesystem::path file = directory.write("f", "twelve bytes");
+    ASSERT_EQ(::chmod(file.c_str(), 0640), 0);
+    setModificationTime(file, someTime);
+    const FileDescriptor opened = openFile(file, O_RDONLY);
+    FileAttributes attributes;
+    ASSERT_EQ(calls.fstat(opened.get(), attributes), 0);
+    EXPECT_EQ(attributes.kind, FileAttributes::Kind::regular);
+    EXPECT_EQ(attributes.owner, ::geteuid());
+    EXPECT_EQ(attributes.permissions, 0640u);
+    EXPECT_EQ(attributes.stamp(), calls.stamp(file.c_str()));
+    EXPECT_EQ(attributes.modifiedAt, 1713960000s + 123456789ns);
+}
+
+TEST(LinuxFileCallsTests, LstatDescribesASymbolicLinkItselfAndADirectoryAsOne) {
+    TemporaryDirectory directory;
+    const std::filesystem::path target = directory.write("target", "x");
+    const std::filesystem::path link = directory.path() / "link";
+    std::filesystem::create_symlink(target, link);
+    FileAttributes attributes;
+    ASSERT_EQ(calls.lstat(link.c_str(), attributes), 0);
+    EXPECT_EQ(attributes.kind, FileAttributes::Kind::symbolicLink);
+    EXPECT_NE(calls.stamp(link.c_str()), calls.stamp(target.c_str()));
+    ASSERT_EQ(calls.lstat(directory.path().c_str(), attributes), 0);
+    EXPECT_EQ(attributes.kind, FileAttributes::Kind::directory);
+}
+
+TEST(LinuxFileCallsTests, MkdirCreatesADirectoryWithTheModeAndUnlinkRemovesAFile) {
+    TemporaryDirectory directory;
+    const std::filesystem::path folder = directory.path() / "folder";
+    const mode_t previousMask = ::umask(0);
+    EXPECT_EQ(calls.mkdir(folder.c_str(), 0700), 0);
+    ::umask(previousMask);
+    EXPECT_EQ(attributesOf(folder).st_mode & 07777, 0700u);
+    errno = 0;
+    EXPECT_EQ(calls.mkdir(folder.c_str(), 0700), -1);
+    EXPECT_EQ(errno, EEXIST);
+
+    const std::filesystem::path file = directory.write("f", "x");
+    EXPECT_EQ(calls.unlink(file.c_str()), 0);
+    EXPECT_FALSE(std::filesystem::exists(file));
+    errno = 0;
+    EXPECT_EQ(calls.unlink(file.c_str()), -1);
+    EXPECT_EQ(errno, ENOENT);
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 
 #include <cerrno>
 
-#include "TallowbeckCore/platform/FileCalls.hpp"
-#include "TallowbeckCore/platform/PosixFileCalls.hpp"
+#include "TallowbeckCore/posix/FileCalls.hpp"
+#include "TallowbeckCore/posix/PosixFileCalls.hpp"
 
 namespace tallowbeck {
 
@@ -22,8 +22,9 @@ int flushToDevice(int descriptor) {
 
 }  // namespace
 
-const FileCalls& FileCalls::system() noexcept {
-    return PosixFileCalls<flushToDevice, &stat::st_mtimespec>::table();
+FileCalls& FileCalls::system() noexcept {
+    static PosixFileCalls<flushToDevice, &stat::st_mtimespec> calls;
+    return calls;
 }
 
 }  // namespace tallowbeck

@@ -3,7 +3,8 @@
 #include <sys/event.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/SystemCall.hpp"
 
 namespace tallowbeck {
 namespace {
@@ -26,33 +27,25 @@ kevent64_s exitInterest(std::int32_t pid) noexcept {
 // either.
 bool registerExitInterest(int queue, std::int32_t pid) noexcept {
     const kevent64_s change = exitInterest(pid);
-    for (;;) {
-        const int result = ::kevent64(queue, &change, 1, nullptr, 0, 0, nullptr);
-        if (result != -1 || errno != EINTR) {
-            return result == 0;
-        }
-    }
+    return SystemCall::retryingInterrupted(
+               [&] { return ::kevent64(queue, &change, 1, nullptr, 0, 0, nullptr); }) == 0;
 }
 
 // Any outcome other than an interruption ends the wait: the exit itself, or an error that would
 // only repeat.
 void waitForEvent(int queue) noexcept {
     kevent64_s event{};
-    while (::kevent64(queue, nullptr, 0, &event, 1, 0, nullptr) == -1 && errno == EINTR) {
-    }
+    SystemCall::retryingInterrupted(
+        [&] { return ::kevent64(queue, nullptr, 0, &event, 1, 0, nullptr); });
 }
 
 }  // namespace
 
 void DarwinProcessExit::waitForExit(std::int32_t pid) noexcept {
-    const int queue = ::kqueue();
-    if (queue < 0) {
-        return;
+    const FileDescriptor queue(::kqueue());
+    if (queue.isOpen() && registerExitInterest(queue.get(), pid)) {
+        waitForEvent(queue.get());
     }
-    if (registerExitInterest(queue, pid)) {
-        waitForEvent(queue);
-    }
-    ::close(queue);
 }
 
 ProcessExit& ProcessExit::system() {

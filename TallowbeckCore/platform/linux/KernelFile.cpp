@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
+
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/SystemCall.hpp"
 
 namespace tallowbeck::KernelFile {
 namespace {
@@ -23,24 +25,21 @@ std::string_view trimmed(std::string_view text) noexcept {
 }  // namespace
 
 std::optional<std::string_view> readPrefix(const char* path, std::span<char> buffer) noexcept {
-    const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) {
+    const FileDescriptor file(::open(path, O_RDONLY | O_CLOEXEC));
+    if (!file.isOpen()) {
         return std::nullopt;
     }
     std::size_t filled = 0;
-    bool failed = false;
     while (filled < buffer.size()) {
-        const ssize_t count = ::read(descriptor, buffer.data() + filled, buffer.size() - filled);
-        if (count > 0) {
-            filled += static_cast<std::size_t>(count);
-        } else if (count == 0 || errno != EINTR) {
-            failed = count < 0;
+        const ssize_t count = SystemCall::retryingInterrupted(
+            [&] { return ::read(file.get(), buffer.data() + filled, buffer.size() - filled); });
+        if (count < 0) {
+            return std::nullopt;
+        }
+        if (count == 0) {
             break;
         }
-    }
-    ::close(descriptor);
-    if (failed) {
-        return std::nullopt;
+        filled += static_cast<std::size_t>(count);
     }
     return std::string_view(buffer.data(), filled);
 }

@@ -1,12 +1,13 @@
 #include <unistd.h>
 
-#include "TallowbeckCore/platform/FileCalls.hpp"
-#include "TallowbeckCore/platform/PosixFileCalls.hpp"
+#include "TallowbeckCore/posix/FileCalls.hpp"
+#include "TallowbeckCore/posix/PosixFileCalls.hpp"
 
 namespace tallowbeck {
 
-const FileCalls& FileCalls::system() noexcept {
-    return PosixFileCalls<::fsync, &stat::st_mtim>::table();
+FileCalls& FileCalls::system() noexcept {
+    static PosixFileCalls<::fsync, &stat::st_mtim> calls;
+    return calls;
 }
 
 }  // namespace tallowbeck

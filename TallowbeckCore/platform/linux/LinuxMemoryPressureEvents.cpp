@@ -14,6 +14,9 @@
 #include <thread>
 #include <utility>
 
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/SystemCall.hpp"
+
 namespace tallowbeck {
 
 namespace {
@@ -23,32 +26,13 @@ using Clock = LinuxMemoryPressureEvents::Clock;
 constexpr const char* someStallTrigger = "some 300000 2000000";
 constexpr const char* fullStallTrigger = "full 200000 2000000";
 
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) noexcept : descriptor_(descriptor) {}
-    ~Descriptor() {
-        if (descriptor_ >= 0) {
-            ::close(descriptor_);
-        }
-    }
-    Descriptor(Descriptor&& other) noexcept : descriptor_(other.release()) {}
-    Descriptor& operator=(Descriptor&&) = delete;
-
-    int get() const noexcept { return descriptor_; }
-    int release() noexcept { return std::exchange(descriptor_, -1); }
-    bool valid() const noexcept { return descriptor_ >= 0; }
-
-private:
-    int descriptor_;
-};
-
 // An invalid descriptor when the file is missing or refuses the trigger.
-Descriptor armTrigger(const std::string& pressurePath, const char* trigger) noexcept {
-    Descriptor file(::open(pressurePath.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+FileDescriptor armTrigger(const std::string& pressurePath, const char* trigger) noexcept {
+    FileDescriptor file(::open(pressurePath.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
     // The kernel takes the text with its terminating NUL.
     const auto length = static_cast<ssize_t>(std::strlen(trigger) + 1);
-    if (file.valid() && ::write(file.get(), trigger, static_cast<std::size_t>(length)) != length) {
-        return Descriptor(-1);
+    if (file.isOpen() && ::write(file.get(), trigger, static_cast<std::size_t>(length)) != length) {
+        return FileDescriptor();
     }
     return file;
 }
@@ -69,7 +53,7 @@ bool triggered(const pollfd& watched) noexcept { return (watched.revents & POLLP
 
 class TriggerSubscription final : public MemoryPressureEvents::Subscription {
 public:
-    TriggerSubscription(Descriptor someTrigger, Descriptor fullTrigger, Descriptor wake,
+    TriggerSubscription(FileDescriptor someTrigger, FileDescriptor fullTrigger, FileDescriptor wake,
                         MemoryPressureEvents::Handler handler, Clock::duration quietPeriod)
         : someTrigger_(std::move(someTrigger)),
           fullTrigger_(std::move(fullTrigger)),
@@ -94,10 +78,8 @@ private:
             std::array<pollfd, 3> watched{{{wake_.get(), POLLIN, 0},
                                            {someTrigger_.get(), POLLPRI, 0},
                                            {fullTrigger_.get(), POLLPRI, 0}}};
-            const int ready = ::poll(watched.data(), watched.size(), pollTimeout(recheckAfter));
-            if (ready < 0 && errno == EINTR) {
-                continue;
-            }
+            const int ready = SystemCall::retryingInterrupted(
+                [&] { return ::poll(watched.data(), watched.size(), pollTimeout(recheckAfter)); });
             if (ready < 0 || watched[0].revents != 0 || reportsError(watched[1]) ||
                 reportsError(watched[2])) {
                 return;
@@ -118,9 +100,9 @@ private:
         }
     }
 
-    Descriptor someTrigger_;
-    Descriptor fullTrigger_;
-    Descriptor wake_;
+    FileDescriptor someTrigger_;
+    FileDescriptor fullTrigger_;
+    FileDescriptor wake_;
     MemoryPressureEvents::Handler handler_;
     Clock::duration quietPeriod_;
     // Started last, once everything it uses exists.
@@ -140,9 +122,9 @@ LinuxMemoryPressureEvents::LinuxMemoryPressureEvents(const std::filesystem::path
 
 std::unique_ptr<MemoryPressureEvents::Subscription> LinuxMemoryPressureEvents::subscribe(
     Handler handler) {
-    Descriptor someTrigger = armTrigger(pressurePath_, someStallTrigger);
-    Descriptor fullTrigger = armTrigger(pressurePath_, fullStallTrigger);
-    if (!someTrigger.valid() || !fullTrigger.valid()) {
+    FileDescriptor someTrigger = armTrigger(pressurePath_, someStallTrigger);
+    FileDescriptor fullTrigger = armTrigger(pressurePath_, fullStallTrigger);
+    if (!someTrigger.isOpen() || !fullTrigger.isOpen()) {
         return std::make_unique<Subscription>();
     }
     return watchTriggers(someTrigger.release(), fullTrigger.release(), std::move(handler),
@@ -151,10 +133,10 @@ std::unique_ptr<MemoryPressureEvents::Subscription> LinuxMemoryPressureEvents::s
 
 std::unique_ptr<MemoryPressureEvents::Subscription> LinuxMemoryPressureEvents::watchTriggers(
     int someTrigger, int fullTrigger, Handler handler, Clock::duration quietPeriod) {
-    Descriptor some(someTrigger);
-    Descriptor full(fullTrigger);
-    Descriptor wake(::eventfd(0, EFD_CLOEXEC));
-    if (!wake.valid()) {
+    FileDescriptor some(someTrigger);
+    FileDescriptor full(fullTrigger);
+    FileDescriptor wake(::eventfd(0, EFD_CLOEXEC));
+    if (!wake.isOpen()) {
         return std::make_unique<Subscription>();
     }
     try {

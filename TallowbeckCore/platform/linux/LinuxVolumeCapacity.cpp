@@ -2,7 +2,7 @@
 
 #include <sys/statvfs.h>
 
-#include <cerrno>
+#include "TallowbeckCore/posix/SystemCall.hpp"
 
 namespace tallowbeck {
 
@@ -25,11 +25,7 @@ VolumeCapacity& VolumeCapacity::system() {
 
 std::optional<VolumeCapacities> LinuxVolumeCapacity::capacities(const std::string& path) noexcept {
     struct statvfs volume {};
-    int status = 0;
-    do {
-        status = ::statvfs(path.c_str(), &volume);
-    } while (status != 0 && errno == EINTR);
-    if (status != 0) {
+    if (SystemCall::retryingInterrupted([&] { return ::statvfs(path.c_str(), &volume); }) != 0) {
         return std::nullopt;
     }
     return VolumeCapacities{

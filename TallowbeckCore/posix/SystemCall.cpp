@@ -1,4 +1,4 @@
-#include "TallowbeckCore/support/SystemCall.hpp"
+#include "TallowbeckCore/posix/SystemCall.hpp"
 
 #include <system_error>
 

@@ -1,0 +1,94 @@
+#include "TallowbeckCore/posix/PosixFile.hpp"
+
+#include <array>
+
+#include "TallowbeckCore/posix/SystemCall.hpp"
+
+namespace tallowbeck {
+
+namespace {
+
+using SystemCall::retryingInterrupted;
+using SystemCall::throwLastError;
+
+constexpr std::size_t readChunkSize = 65536;
+
+}  // namespace
+
+FileDescriptor PosixFile::open(FileCalls& calls, const std::filesystem::path& path, int flags,
+                               mode_t mode) {
+    const int descriptor =
+        retryingInterrupted([&] { return calls.open(path.c_str(), flags, mode); });
+    if (descriptor < 0) {
+        throwLastError("cannot open " + path.string());
+    }
+    return FileDescriptor(descriptor);
+}
+
+std::string PosixFile::readAll(FileCalls& calls, int descriptor, const std::string& what,
+                               std::size_t spareCapacity) {
+    FileAttributes attributes;
+    if (retryingInterrupted([&] { return calls.fstat(descriptor, attributes); }) != 0) {
+        throwLastError("cannot read " + what);
+    }
+    std::string bytes;
+    // Reading into room reserved up front spares a copy of a large file.
+    bytes.reserve(static_cast<std::size_t>(attributes.size) + spareCapacity);
+    std::array<char, readChunkSize> buffer{};
+    for (;;) {
+        const ssize_t count = retryingInterrupted(
+            [&] { return calls.read(descriptor, buffer.data(), buffer.size()); });
+        if (count < 0) {
+            throwLastError("cannot read " + what);
+        }
+        if (count == 0) {
+            bytes.reserve(bytes.size() + spareCapacity);
+            return bytes;
+        }
+        bytes.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+}
+
+void PosixFile::writeAll(FileCalls& calls, int descriptor, std::string_view bytes,
+                         const std::string& what) {
+    while (!bytes.empty()) {
+        const ssize_t written = retryingInterrupted(
+            [&] { return calls.write(descriptor, bytes.data(), bytes.size()); });
+        if (written <= 0) {
+            if (written == 0) {
+                errno = EIO;  // no progress and no reason given; never loop on it
+            }
+            throwLastError("cannot write " + what);
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+void PosixFile::flush(FileCalls& calls, int descriptor, const std::string& what) {
+    if (retryingInterrupted([&] { return calls.fsync(descriptor); }) != 0) {
+        throwLastError("cannot flush " + what);
+    }
+}
+
+void PosixFile::createDirectories(FileCalls& calls, const std::filesystem::path& directory,
+                                  mode_t mode) {
+    const auto makeDirectory = [&] {
+        // One that exists already serves, whoever made it; a file in its place shows as soon as
+        // anything is opened below it.
+        return retryingInterrupted([&] { return calls.mkdir(directory.c_str(), mode); }) == 0 ||
+               errno == EEXIST;
+    };
+    if (makeDirectory()) {
+        return;
+    }
+    const std::filesystem::path parent = directory.parent_path();
+    if (errno == ENOENT && !parent.empty() && parent != directory) {
+        createDirectories(calls, parent, mode);
+        if (makeDirectory()) {
+            return;
+        }
+    }
+    throwLastError("cannot create " + directory.string());
+}
+
+}  // namespace tallowbeck
