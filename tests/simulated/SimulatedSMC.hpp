@@ -86,11 +86,13 @@ public:
     std::vector<Call> calls;
     std::size_t openCount = 0;
     std::size_t closeCount = 0;
+    std::size_t silentReverts = 0;  // forced fans the firmware took back
     std::set<Connection> openConnections;
     // Called with each write's input before the firmware acts on it.
     std::function<void(const SMCKeyData&)> onWrite;
 
-    std::size_t writeCount() const noexcept;
+    // Calls with the write command, answered or not.
+    std::size_t writeCount() const noexcept { return writeCount_; }
     // The keys written, in order.
     std::vector<std::string> writtenKeys() const;
 
@@ -123,6 +125,7 @@ private:
     std::optional<std::size_t> revertAfterCalls_;
     std::vector<PendingRevert> pendingReverts_;
     Connection nextConnection_ = 0x1000;
+    std::size_t writeCount_ = 0;
 };
 
 // Fan `index`'s key with `suffix` ("F0Md").
