@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 
+#include "cli/FansCommand.hpp"
 #include "cli/HistoryCommand.hpp"
 #include "cli/SampleCommand.hpp"
 #include "cli/StatusCommand.hpp"
@@ -23,6 +24,7 @@ int main(int argc, char** argv) {
     const tallowbeck::cli::StatusCommand status(app);
     const tallowbeck::cli::SampleCommand sample(app);
     const tallowbeck::cli::HistoryCommand history(app);
+    const tallowbeck::cli::FansCommand fans(app);
 
     try {
         app.parse(argc, argv);

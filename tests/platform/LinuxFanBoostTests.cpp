@@ -5,6 +5,7 @@
 #include "TallowbeckCore/fanboost/FanBoostRecoveryFile.hpp"
 #include "TallowbeckCore/platform/SystemDirectories.hpp"
 #include "tests/fakes/FakeProcessCredentials.hpp"
+#include "tests/testing/ProgramRun.hpp"
 #include "tests/testing/Thrown.hpp"
 
 namespace tallowbeck {
@@ -29,6 +30,18 @@ TEST(LinuxFanBoostTests, TheRecoveryFlagLivesInTheSystemsStateFolder) {
     EXPECT_EQ(SystemDirectories::serviceState(), "/var/lib");
     EXPECT_EQ(FanBoostRecoveryFile::defaultPath(),
               "/var/lib/com.tallowbeck.Quillmoss.FanHelper/fan-boost-recovery");
+}
+
+// Linux has no fan controller, so the tool says why on one line and fails.
+TEST(LinuxFanBoostTests, TheToolReportsUnreadableFansOnOneLineAndExitsWithStatusOne) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"fans"}, std::vector<std::string>{"fans", "--json"}}) {
+        const testing::ProgramResult result = testing::runProgram(TALLOWBECK_CLI_PATH, arguments);
+        EXPECT_EQ(result.exitStatus, 1);
+        EXPECT_EQ(result.standardOutput, "");
+        EXPECT_EQ(result.standardError,
+                  "tallowbeck: cannot read the fans: this Mac model is not supported\n");
+    }
 }
 
 }  // namespace
