@@ -1,8 +1,7 @@
 #include "TallowbeckCore/fanboost/FanBoostHardware.hpp"
 
 #include <algorithm>
-#include <array>
-#include <bit>
+#include <cstring>
 #include <utility>
 
 #include "TallowbeckCore/fanboost/FanBoostHardwareError.hpp"
@@ -37,9 +36,9 @@ std::optional<double> FanBoostHardware::decode(std::uint32_t type,
     if (type != floatType || bytes.size() != 4) {
         return std::nullopt;
     }
-    std::array<std::uint8_t, 4> raw{};
-    std::ranges::copy(bytes, raw.begin());
-    const double value = std::bit_cast<float>(raw);
+    float single = 0;
+    std::memcpy(&single, bytes.data(), sizeof single);
+    const double value = single;
     // NaN fails both comparisons and the infinities lie outside the range.
     if (value >= 0.0 && value <= highestDecodedRPM) {
         return value;

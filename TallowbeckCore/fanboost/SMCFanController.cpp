@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -77,11 +78,11 @@ SMCFanController SMCFanController::open(SMCUserClient& smc, SystemValues& values
 }
 
 SMCKeyData SMCFanController::call(const SMCKeyData& input) const {
-    const std::optional<SMCKeyData> output = connection_.call(input);
-    if (!output) {
+    SMCKeyData output;
+    if (!connection_.call(input, output)) {
         throw FanBoostHardwareError(Kind::rejected);
     }
-    return *output;
+    return output;
 }
 
 SMCKeyData SMCFanController::readKeyInfo(std::string_view key) const {
@@ -97,8 +98,9 @@ SMCFanController::KeyValue SMCFanController::readKey(std::string_view key) const
     input.dataSize = info.dataSize;
     input.command = SMCKeyData::readBytesCommand;
     const SMCKeyData output = call(input);
+    // All four bytes in one go, whatever the size: `value()` shows only the key's own.
     KeyValue value{.type = info.dataType, .size = info.dataSize, .bytes = {}};
-    std::copy_n(output.bytes.begin(), value.size, value.bytes.begin());
+    std::memcpy(value.bytes.data(), output.bytes.data(), value.bytes.size());
     return value;
 }
 
