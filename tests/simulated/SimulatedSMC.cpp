@@ -129,7 +129,10 @@ void moveTowards(double& value, double goal, double step) noexcept {
 }  // namespace
 
 std::string fanKey(std::size_t index, std::string_view suffix) {
-    return "F" + std::to_string(index) + std::string(suffix);
+    std::string key(1, 'F');
+    key += std::to_string(index);
+    key += suffix;
+    return key;
 }
 
 std::string keyText(std::uint32_t code) {
