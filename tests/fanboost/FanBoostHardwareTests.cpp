@@ -46,6 +46,29 @@ void forceBothFansAtMaximum(SimulatedMac& mac) {
     }
 }
 
+// A controller that answers every read with the same values whatever is written: two fans in
+// `mode`, each aiming `targetBelowMaximum` below its maximum of 5000 rpm.
+struct FixedController {
+    FixedController(std::uint8_t mode, float targetBelowMaximum) {
+        smc.prepareKey("FNum", "ui8 ", 1, std::array<std::uint8_t, 1>{2});
+        for (const char* fan : {"F0", "F1"}) {
+            const std::string prefix(fan);
+            smc.prepareFloatKey(prefix + "Ac", 5000.0F);
+            smc.prepareFloatKey(prefix + "Mn", 1200.0F);
+            smc.prepareFloatKey(prefix + "Mx", 5000.0F);
+            smc.prepareFloatKey(prefix + "Tg", 5000.0F - targetBelowMaximum);
+            smc.prepareKey(prefix + "Md", "ui8 ", 1, std::array<std::uint8_t, 1>{mode});
+            smc.reply(prefix + "Tg", SMCKeyData::writeBytesCommand);
+            smc.reply(prefix + "Md", SMCKeyData::writeBytesCommand);
+        }
+    }
+
+    FakeSMC smc;
+    testing::FakeSystemValues values = SimulatedMac::systemValues("MacBookPro18,1");
+    testing::FakeProcessCredentials credentials;
+    FanBoostHardware hardware{smc, values, credentials};
+};
+
 // --- decode ---
 
 TEST(FanBoostHardwareTests, DecodeGivesTheByteOfAOneByteUnsignedValue) {
@@ -155,21 +178,8 @@ TEST(FanBoostHardwareTests, AFanKeyThatDoesNotDecodeIsAnInvalidReading) {
 }
 
 TEST(FanBoostHardwareTests, AModeOtherThanZeroOrOneIsAnInvalidReading) {
-    FakeSMC smc;
-    testing::FakeSystemValues values = SimulatedMac::systemValues("MacBookPro18,1");
-    testing::FakeProcessCredentials credentials;
-    const std::array<std::uint8_t, 1> two{2};
-    smc.prepareKey("FNum", "ui8 ", 1, two);
-    for (const char* fan : {"F0", "F1"}) {
-        const std::string prefix(fan);
-        smc.prepareFloatKey(prefix + "Ac", 1200.0F);
-        smc.prepareFloatKey(prefix + "Mn", 1200.0F);
-        smc.prepareFloatKey(prefix + "Mx", 5000.0F);
-        smc.prepareFloatKey(prefix + "Tg", 1200.0F);
-        smc.prepareKey(prefix + "Md", "ui8 ", 1, two);
-    }
-    FanBoostHardware hardware(smc, values, credentials);
-    EXPECT_EQ(failureOf([&] { hardware.readFans(); }), Kind::invalidReading);
+    FixedController controller(2, 0.0F);
+    EXPECT_EQ(failureOf([&] { controller.hardware.readFans(); }), Kind::invalidReading);
 }
 
 TEST(FanBoostHardwareTests, AFanCountOtherThanTwoMakesEveryFanOperationUnsupported) {
@@ -379,39 +389,14 @@ TEST(FanBoostHardwareTests, SetMaximumCatchesFirmwareThatSilentlyTakesTheFansBac
     EXPECT_FALSE(mac.smc.state.fans[0].forced);
 }
 
-// A controller whose fans are forced and whose targets stay where `targetBelowMaximum` puts
-// them below the maximum, whatever is written.
-FakeSMC forcedFansAimingBelowMaximum(float targetBelowMaximum) {
-    FakeSMC smc;
-    const std::array<std::uint8_t, 1> two{2};
-    const std::array<std::uint8_t, 1> forced{1};
-    smc.prepareKey("FNum", "ui8 ", 1, two);
-    for (const char* fan : {"F0", "F1"}) {
-        const std::string prefix(fan);
-        smc.prepareFloatKey(prefix + "Ac", 5000.0F);
-        smc.prepareFloatKey(prefix + "Mn", 1200.0F);
-        smc.prepareFloatKey(prefix + "Mx", 5000.0F);
-        smc.prepareFloatKey(prefix + "Tg", 5000.0F - targetBelowMaximum);
-        smc.prepareKey(prefix + "Md", "ui8 ", 1, forced);
-        smc.reply(prefix + "Tg", SMCKeyData::writeBytesCommand);
-    }
-    return smc;
-}
-
 TEST(FanBoostHardwareTests, SetMaximumAcceptsATargetHalfAnRPMBelowTheMaximum) {
-    FakeSMC smc = forcedFansAimingBelowMaximum(0.5F);
-    testing::FakeSystemValues values = SimulatedMac::systemValues("MacBookPro18,1");
-    testing::FakeProcessCredentials credentials;
-    FanBoostHardware hardware(smc, values, credentials);
-    EXPECT_NO_THROW(hardware.setMaximum());
+    FixedController controller(1, 0.5F);
+    EXPECT_NO_THROW(controller.hardware.setMaximum());
 }
 
 TEST(FanBoostHardwareTests, SetMaximumRejectsATargetOneRPMBelowTheMaximum) {
-    FakeSMC smc = forcedFansAimingBelowMaximum(1.0F);
-    testing::FakeSystemValues values = SimulatedMac::systemValues("MacBookPro18,1");
-    testing::FakeProcessCredentials credentials;
-    FanBoostHardware hardware(smc, values, credentials);
-    EXPECT_EQ(failureOf([&] { hardware.setMaximum(); }), Kind::rejected);
+    FixedController controller(1, 1.0F);
+    EXPECT_EQ(failureOf([&] { controller.hardware.setMaximum(); }), Kind::rejected);
 }
 
 // --- restoreAutomatic ---
@@ -455,14 +440,9 @@ TEST(FanBoostHardwareTests, RestoreAutomaticFailsWhenTheModeWasWrittenButTheRepl
 }
 
 TEST(FanBoostHardwareTests, RestoreAutomaticFailsWhenAFanStaysForced) {
-    FakeSMC smc = forcedFansAimingBelowMaximum(0.0F);
-    smc.reply("F0Md", SMCKeyData::writeBytesCommand);
-    smc.reply("F1Md", SMCKeyData::writeBytesCommand);
-    testing::FakeSystemValues values = SimulatedMac::systemValues("MacBookPro18,4");
-    testing::FakeProcessCredentials credentials;
-    FanBoostHardware hardware(smc, values, credentials);
-    EXPECT_EQ(failureOf([&] { hardware.restoreAutomatic(); }), Kind::rejected);
-    EXPECT_EQ(smc.callCount("F0Md"), 2u + 1u + 2u);
+    FixedController controller(1, 0.0F);
+    EXPECT_EQ(failureOf([&] { controller.hardware.restoreAutomatic(); }), Kind::rejected);
+    EXPECT_EQ(controller.smc.callCount("F0Md"), 2u + 1u + 2u);
 }
 
 TEST(FanBoostHardwareTests, RestoreAutomaticWithoutSuperuserRightsIsRejectedBeforeAnythingHappens) {

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <system_error>
 
@@ -24,12 +25,29 @@ using testing::FileFunction;
 using testing::TemporaryDirectory;
 using testing::thrown;
 
+const UUID owner = *UUID::fromText("6F1C2D3E-4A5B-4C6D-8E7F-8091A2B3C4D5");
+
 class FanBoostRecoveryFileTests : public ::testing::Test {
 protected:
+    FanBoostRecoveryFileTests() { mac.smc.setTemperatures(90.0F, 60.0F); }
+
     std::filesystem::path file() const { return directory.path() / "helper" / "recovery"; }
+
+    // A fan helper's session on the simulated machine, whose CPU runs above the thresholds.
+    std::unique_ptr<FanBoostSession> startHelper(FanBoostRecoveryJournal& journal) {
+        return std::make_unique<FanBoostSession>(
+            mac.hardware, journal, [] { return SystemThermalState::nominal; },
+            mac.clock.function());
+    }
+
+    static FanBoostStatus beginBoost(FanBoostSession& session) {
+        return session.begin({.cpuThresholdCelsius = 80.0, .gpuThresholdCelsius = 80.0}, owner,
+                             10.0);
+    }
 
     TemporaryDirectory directory;
     FaultyFileCalls calls;
+    testing::SimulatedMac mac;
 };
 
 TEST_F(FanBoostRecoveryFileTests, AMissingFileIsNotPending) {
@@ -109,15 +127,10 @@ TEST_F(FanBoostRecoveryFileTests, AChangeThatCannotBeMadeDurableFailsAndLeavesTh
 }
 
 TEST_F(FanBoostRecoveryFileTests, ABoostWhoseFlagCannotBeWrittenNeverForcesTheFans) {
-    testing::SimulatedMac mac;
-    mac.smc.setTemperatures(90.0F, 60.0F);
     FanBoostRecoveryFile journal(file(), calls);
-    FanBoostSession session(
-        mac.hardware, journal, [] { return SystemThermalState::nominal; }, mac.clock.function());
+    const std::unique_ptr<FanBoostSession> session = startHelper(journal);
     const ArmedFault fault(calls, FileFunction::write, 1, EIO);
-    const FanBoostStatus status =
-        session.begin({.cpuThresholdCelsius = 80.0, .gpuThresholdCelsius = 80.0},
-                      *UUID::fromText("6F1C2D3E-4A5B-4C6D-8E7F-8091A2B3C4D5"), 10.0);
+    const FanBoostStatus status = beginBoost(*session);
     EXPECT_EQ(status.error, FanBoostSession::rejectedMessage);
     EXPECT_FALSE(status.enabled);
     EXPECT_EQ(mac.smc.writeCount(), 0u);
@@ -125,38 +138,25 @@ TEST_F(FanBoostRecoveryFileTests, ABoostWhoseFlagCannotBeWrittenNeverForcesTheFa
 }
 
 TEST_F(FanBoostRecoveryFileTests, TheFlagIsOnDiskBeforeTheFirstForcingWrite) {
-    testing::SimulatedMac mac;
-    mac.smc.setTemperatures(90.0F, 60.0F);
     std::vector<std::string> contentsAtEachWrite;
     mac.smc.onWrite = [&](const SMCKeyData&) { contentsAtEachWrite.push_back(contentsOf(file())); };
     FanBoostRecoveryFile journal(file(), calls);
-    FanBoostSession session(
-        mac.hardware, journal, [] { return SystemThermalState::nominal; }, mac.clock.function());
-    const UUID owner = *UUID::fromText("6F1C2D3E-4A5B-4C6D-8E7F-8091A2B3C4D5");
-    EXPECT_TRUE(
-        session.begin({.cpuThresholdCelsius = 80.0, .gpuThresholdCelsius = 80.0}, owner, 10.0)
-            .boosting);
+    const std::unique_ptr<FanBoostSession> session = startHelper(journal);
+    EXPECT_TRUE(beginBoost(*session).boosting);
     EXPECT_EQ(contentsAtEachWrite, std::vector<std::string>(6, "pending\n"));
-    session.stop(owner);
+    session->stop(owner);
     EXPECT_EQ(contentsOf(file()), "clear\n");
 }
 
 TEST_F(FanBoostRecoveryFileTests, ARestartedHelperRestoresTheFansItLeftForced) {
-    testing::SimulatedMac mac;
-    mac.smc.setTemperatures(90.0F, 60.0F);
     {
         FanBoostRecoveryFile journal(file(), calls);
-        FanBoostSession session(
-            mac.hardware, journal, [] { return SystemThermalState::nominal; },
-            mac.clock.function());
-        session.begin({.cpuThresholdCelsius = 80.0, .gpuThresholdCelsius = 80.0},
-                      *UUID::fromText("6F1C2D3E-4A5B-4C6D-8E7F-8091A2B3C4D5"), 10.0);
+        beginBoost(*startHelper(journal));
         ASSERT_TRUE(mac.smc.state.fans[0].forced);
     }
     FanBoostRecoveryFile journal(file(), calls);
-    const FanBoostSession restarted(
-        mac.hardware, journal, [] { return SystemThermalState::nominal; }, mac.clock.function());
-    EXPECT_EQ(restarted.status().error, FanBoostSession::recoveringMessage);
+    const std::unique_ptr<FanBoostSession> restarted = startHelper(journal);
+    EXPECT_EQ(restarted->status().error, FanBoostSession::recoveringMessage);
     EXPECT_FALSE(mac.smc.state.fans[0].forced);
     EXPECT_FALSE(mac.smc.state.fans[1].forced);
     EXPECT_EQ(contentsOf(file()), "clear\n");
