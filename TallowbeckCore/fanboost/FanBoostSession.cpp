@@ -20,7 +20,7 @@ FanBoostStatus idleStatus(std::optional<std::string> message, bool restorationPe
             .error = std::move(message)};
 }
 
-// The two fans, each one that the session may act on.
+// Exactly two fans, each plausible, which also makes each fan 0 or 1.
 bool isPairOfPlausibleFans(const std::vector<FanSpeed>& fans) noexcept {
     return fans.size() == 2 && std::ranges::all_of(fans, &FanSpeed::isPlausible);
 }

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <bit>
-#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -25,8 +24,6 @@ using testing::SimulatedSMC;
 using testing::thrown;
 using Outcome = SMCUserClient::Opening::Outcome;
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr std::uint32_t floatType = fourCharCode("flt ");
 constexpr std::uint32_t byteType = fourCharCode("ui8 ");
 

@@ -39,7 +39,7 @@ using testing::SimulatedSMC;
 using Random = std::mt19937_64;
 
 constexpr std::uint64_t baseSeed = 0x7A11'0BEC'F4B0'0571ULL;
-constexpr int stepsPerSequence = 40;
+constexpr int stepsPerSequence = 32;
 constexpr int settlingTicks = 3;
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 const std::array<std::string, 4> writableKeys{"F0Md", "F1Md", "F0Tg", "F1Tg"};
