@@ -426,7 +426,7 @@ bool sameFans(const SimulatedSMC& left, const SimulatedSMC& right) {
 }
 
 bool sameMachineState(const SimulatedSMC& left, const SimulatedSMC& right) {
-    return sameFans(left, right) && left.calls.size() == right.calls.size() &&
+    return sameFans(left, right) && left.callCount() == right.callCount() &&
            left.openCount == right.openCount && left.closeCount == right.closeCount &&
            left.writeCount() == right.writeCount();
 }
@@ -465,6 +465,7 @@ public:
         for (int index = 0; index < stepsPerSequence; ++index) {
             const Step step = randomStep(random_, thresholds_);
             steps_.push_back(step);
+            forgetCalls();
             apply(step);
             if (std::optional<std::string> broken = check()) {
                 return broken;
@@ -489,6 +490,13 @@ private:
         model_ = std::make_unique<ReferenceFanBoostSession>(
             reference_.mac.hardware, reference_.journal->journal(),
             reference_.thermalStateReading(), reference_.mac.clock.function());
+    }
+
+    // Each step's calls are checked after it; keeping only those keeps the logs short, so that
+    // they are not copied over and over as they grow.
+    void forgetCalls() {
+        tested_.mac.smc.calls.clear();
+        reference_.mac.smc.calls.clear();
     }
 
     void apply(const Step& step) {
@@ -566,8 +574,8 @@ private:
         if (tested_.writesWithoutFlag > 0) {
             return "a write reached the fans while the recovery flag was clear";
         }
-        for (; checkedCalls_ < smc.calls.size(); ++checkedCalls_) {
-            const SMCKeyData& input = smc.calls[checkedCalls_].input;
+        for (const SimulatedSMC::Call& call : smc.calls) {
+            const SMCKeyData& input = call.input;
             if (input.command == SMCKeyData::writeBytesCommand &&
                 std::ranges::find(writableKeys, testing::keyText(input.key)) ==
                     writableKeys.end()) {
@@ -617,6 +625,7 @@ private:
 
     // Once faults stop and no owner remains, a few ticks bring the fans back to automatic.
     std::optional<std::string> settleAfterFaults() {
+        forgetCalls();
         for (Machine* machine : {&tested_, &reference_}) {
             clearFaults(*machine);
             machine->mac.smc.releaseFromAnotherController(0);
@@ -653,7 +662,6 @@ private:
     FanBoostConfiguration thresholds_{.cpuThresholdCelsius = 80.0, .gpuThresholdCelsius = 80.0};
     double uptime_ = 1000.0;
     double finiteUptime_ = 1000.0;
-    std::size_t checkedCalls_ = 0;
     std::size_t revertsSeen_ = 0;
     bool changedBehindSession_ = false;
     bool fansAheadOfStatus_ = false;

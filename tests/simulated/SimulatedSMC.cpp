@@ -246,7 +246,7 @@ void SimulatedSMC::applyDueReverts() {
     if (pendingReverts_.empty()) {
         return;
     }
-    const std::size_t now = calls.size();
+    const std::size_t now = callCount_;
     std::erase_if(pendingReverts_, [this, now](const PendingRevert& revert) {
         if (revert.atCall > now) {
             return false;
@@ -298,6 +298,7 @@ std::int32_t SimulatedSMC::callStructMethod(Connection connection, std::uint32_t
     if (call.input.command == SMCKeyData::writeBytesCommand) {
         ++writeCount_;
     }
+    ++callCount_;
     calls.push_back(call);
     return call.status;
 }
@@ -379,7 +380,7 @@ void SimulatedSMC::writeMode(std::size_t fan, std::uint8_t mode) {
     if (!written.forced) {
         written.targetRPM = written.automaticTargetRPM;
     } else if (revertAfterCalls_) {
-        pendingReverts_.push_back({.fan = fan, .atCall = calls.size() + 1 + *revertAfterCalls_});
+        pendingReverts_.push_back({.fan = fan, .atCall = callCount_ + 1 + *revertAfterCalls_});
     }
 }
 

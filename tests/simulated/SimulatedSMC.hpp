@@ -93,6 +93,8 @@ public:
 
     // Calls with the write command, answered or not.
     std::size_t writeCount() const noexcept { return writeCount_; }
+    // Every structure call so far, also those a test has since cleared from `calls`.
+    std::size_t callCount() const noexcept { return callCount_; }
     // The keys written, in order.
     std::vector<std::string> writtenKeys() const;
 
@@ -126,6 +128,7 @@ private:
     std::vector<PendingRevert> pendingReverts_;
     Connection nextConnection_ = 0x1000;
     std::size_t writeCount_ = 0;
+    std::size_t callCount_ = 0;
 };
 
 // Fan `index`'s key with `suffix` ("F0Md").
