@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 namespace tallowbeck::testing {
 
 std::optional<std::size_t> FakeSystemValues::valueLength(const char* name) noexcept {
     ++lengthQueries;
-    const auto value = values.find(name);
+    const auto value = values.find(std::string_view(name));
     if (lengthQueryFails || value == values.end()) {
         return std::nullopt;
     }
@@ -22,7 +23,7 @@ std::optional<std::size_t> FakeSystemValues::readValue(const char* name,
     lastReadBufferZeroed =
         buffer.empty() || (buffer[0] == '\0' &&
                            std::memcmp(buffer.data(), buffer.data() + 1, buffer.size() - 1) == 0);
-    const auto value = values.find(name);
+    const auto value = values.find(std::string_view(name));
     if (readFails || value == values.end() || value->second.size() > buffer.size()) {
         return std::nullopt;
     }

@@ -211,13 +211,13 @@ SMCUserClient::Opening SimulatedSMC::open() noexcept {
         return {.outcome = openFault_->outcome, .connection = 0, .status = injectedStatus};
     }
     const Connection connection = nextConnection_++;
-    openConnections.insert(connection);
+    openConnections.push_back(connection);
     return {.outcome = Opening::Outcome::opened, .connection = connection, .status = 0};
 }
 
 void SimulatedSMC::close(Connection connection) noexcept {
     ++closeCount;
-    openConnections.erase(connection);
+    std::erase(openConnections, connection);
 }
 
 std::optional<SimulatedSMC::Fault> SimulatedSMC::injectedFault(const SMCKeyData& input) {
@@ -272,7 +272,7 @@ std::int32_t SimulatedSMC::callStructMethod(Connection connection, std::uint32_t
               .outputSize = 0,
               .result = 0};
     applyDueReverts();
-    if (!openConnections.contains(connection)) {
+    if (std::ranges::find(openConnections, connection) == openConnections.end()) {
         call.status = notOpenStatus;
     } else if (selector != SMCKeyData::structMethodSelector || input.size() != SMCKeyData::size ||
                output.size() < SMCKeyData::size || outputSize < SMCKeyData::size) {

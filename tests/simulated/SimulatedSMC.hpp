@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
-#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -86,8 +85,8 @@ public:
     std::vector<Call> calls;
     std::size_t openCount = 0;
     std::size_t closeCount = 0;
-    std::size_t silentReverts = 0;  // forced fans the firmware took back
-    std::set<Connection> openConnections;
+    std::size_t silentReverts = 0;            // forced fans the firmware took back
+    std::vector<Connection> openConnections;  // a handful at most, so a plain list
     // Called with each write's input before the firmware acts on it.
     std::function<void(const SMCKeyData&)> onWrite;
 
