@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "cli/AwakeCommand.hpp"
+#include "cli/FansCommand.hpp"
 #include "cli/HistoryCommand.hpp"
 #include "cli/MarsCommand.hpp"
 #include "cli/MoonCommand.hpp"
@@ -34,6 +35,7 @@ int main(int argc, char** argv) {
     const tallowbeck::cli::MoonCommand moon(app);
     const tallowbeck::cli::PlanetsCommand planets(app);
     const tallowbeck::cli::MarsCommand mars(app);
+    const tallowbeck::cli::FansCommand fans(app);
 
     try {
         app.parse(argc, argv);

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "TallowbeckCore/fanboost/FanBoostConfiguration.hpp"
+#include "TallowbeckCore/fanboost/FanBoostStatus.hpp"
 #include "TallowbeckCore/history/TemperatureSample.hpp"
 #include "TallowbeckCore/session/Session.hpp"
 #include "TallowbeckCore/support/DecodingError.hpp"
@@ -30,11 +32,31 @@ void decodeSession(std::string_view text) {
     }
 }
 
+// Configurations and statuses are what the fan helper and its clients send each other.
+void decodeFanBoostRecords(std::string_view text) {
+    try {
+        const tallowbeck::FanBoostConfiguration configuration =
+            tallowbeck::FanBoostConfiguration::fromJSON(text);
+        if (tallowbeck::FanBoostConfiguration::fromJSON(configuration.json()) != configuration) {
+            std::abort();
+        }
+    } catch (const tallowbeck::DecodingError&) {
+    }
+    try {
+        const tallowbeck::FanBoostStatus status = tallowbeck::FanBoostStatus::fromJSON(text);
+        if (tallowbeck::FanBoostStatus::fromJSON(status.json()).json() != status.json()) {
+            std::abort();
+        }
+    } catch (const tallowbeck::DecodingError&) {
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     decodeSample(text);
     decodeSession(text);
+    decodeFanBoostRecords(text);
     return 0;
 }

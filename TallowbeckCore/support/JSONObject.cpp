@@ -93,6 +93,14 @@ double JSONObject::requiredNumber(std::string_view key) const {
     return number(requiredMember(key), key);
 }
 
+std::int64_t JSONObject::requiredInteger(std::string_view key) const {
+    return typed<std::int64_t>(requiredMember(key), key, "an integer");
+}
+
+simdjson::dom::array JSONObject::requiredArray(std::string_view key) const {
+    return typed<simdjson::dom::array>(requiredMember(key), key, "an array");
+}
+
 std::optional<bool> JSONObject::optionalBool(std::string_view key) const {
     const std::optional<simdjson::dom::element> element = member(key);
     if (!element) {

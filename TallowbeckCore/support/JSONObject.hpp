@@ -2,6 +2,7 @@
 
 #include <simdjson.h>
 
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -28,6 +29,9 @@ public:
     std::string_view requiredString(std::string_view key) const;
     bool requiredBool(std::string_view key) const;
     double requiredNumber(std::string_view key) const;
+    // A number without fraction or exponent that fits 64 signed bits.
+    std::int64_t requiredInteger(std::string_view key) const;
+    simdjson::dom::array requiredArray(std::string_view key) const;
 
     // Missing and null both give nothing.
     std::optional<bool> optionalBool(std::string_view key) const;

@@ -4,7 +4,6 @@
 #include <span>
 
 #include "TallowbeckCore/support/UTF8.hpp"
-#include "TallowbeckCore/support/WallClock.hpp"
 #include "TallowbeckCore/temperature/SMCConnection.hpp"
 
 namespace tallowbeck {
@@ -25,9 +24,10 @@ std::optional<double> hottestKey(const SMCConnection& connection,
 }
 
 // Completed now: the time stamp is taken after the last key.
-ChipTemperatureReading completedReading(std::optional<double> cpuCelsius,
+ChipTemperatureReading completedReading(const std::function<double()>& wallClock,
+                                        std::optional<double> cpuCelsius,
                                         std::optional<double> gpuCelsius) noexcept {
-    return {.recordedAt = WallClock::now(), .cpuCelsius = cpuCelsius, .gpuCelsius = gpuCelsius};
+    return {.recordedAt = wallClock(), .cpuCelsius = cpuCelsius, .gpuCelsius = gpuCelsius};
 }
 
 }  // namespace
@@ -37,17 +37,17 @@ SMCChipTemperatureSensor::SMCChipTemperatureSensor(SystemValues& values)
                 supportedChipNames.end()) {}
 
 ChipTemperatureReading SMCChipTemperatureSensor::readTemperatures(
-    SMCUserClient& smc) const noexcept {
+    SMCUserClient& smc, const std::function<double()>& wallClock) const noexcept {
     if (!supported) {
-        return completedReading(std::nullopt, std::nullopt);
+        return completedReading(wallClock, std::nullopt, std::nullopt);
     }
     const std::optional<SMCConnection> connection = SMCConnection::open(smc);
     if (!connection) {
-        return completedReading(std::nullopt, std::nullopt);
+        return completedReading(wallClock, std::nullopt, std::nullopt);
     }
     const std::optional<double> cpuCelsius = hottestKey(*connection, chipSensorCPUKeys);
     const std::optional<double> gpuCelsius = hottestKey(*connection, chipSensorGPUKeys);
-    return completedReading(cpuCelsius, gpuCelsius);
+    return completedReading(wallClock, cpuCelsius, gpuCelsius);
 }
 
 std::string SMCChipTemperatureSensor::readBrandString(SystemValues& values) noexcept {

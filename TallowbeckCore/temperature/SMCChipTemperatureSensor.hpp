@@ -1,11 +1,13 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <string>
 #include <string_view>
 
 #include "TallowbeckCore/platform/SMCUserClient.hpp"
 #include "TallowbeckCore/platform/SystemValues.hpp"
+#include "TallowbeckCore/support/WallClock.hpp"
 #include "TallowbeckCore/temperature/ChipTemperatureReading.hpp"
 
 namespace tallowbeck {
@@ -24,8 +26,10 @@ struct SMCChipTemperatureSensor {
     explicit SMCChipTemperatureSensor(SystemValues& values = SystemValues::system());
 
     // Never fails: whatever cannot be read is absent. Makes no call when `supported` is false.
+    // The reading is dated by `wallClock` once it is complete.
     ChipTemperatureReading readTemperatures(
-        SMCUserClient& smc = SMCUserClient::system()) const noexcept;
+        SMCUserClient& smc = SMCUserClient::system(),
+        const std::function<double()>& wallClock = WallClock::now) const noexcept;
 
     // "machdep.cpu.brand_string", or "" when it cannot be read.
     static std::string readBrandString(SystemValues& values = SystemValues::system()) noexcept;

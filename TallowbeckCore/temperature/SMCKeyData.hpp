@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 #include <type_traits>
 
@@ -59,8 +60,9 @@ struct SMCKeyData {
 
     // The first four value bytes as an IEEE-754 single-precision number.
     float floatValue() const noexcept {
-        return std::bit_cast<float>(
-            std::array<std::uint8_t, 4>{bytes[0], bytes[1], bytes[2], bytes[3]});
+        float value = 0;
+        std::memcpy(&value, bytes.data(), sizeof value);
+        return value;
     }
 };
 

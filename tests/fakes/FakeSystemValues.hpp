@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 
@@ -11,7 +12,7 @@ namespace tallowbeck::testing {
 // of what a test prepares). A read succeeds only into a buffer that holds the whole value.
 class FakeSystemValues final : public SystemValues {
 public:
-    std::map<std::string, std::string> values;
+    std::map<std::string, std::string, std::less<>> values;
     bool lengthQueryFails = false;
     bool readFails = false;
 

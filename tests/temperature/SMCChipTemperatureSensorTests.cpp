@@ -156,6 +156,19 @@ TEST(SMCChipTemperatureSensorTests, TheReadingIsStampedWhenItIsCompleted) {
     EXPECT_LE(reading.recordedAt, after);
 }
 
+TEST(SMCChipTemperatureSensorTests, TheReadingIsDatedByTheGivenClockAfterItsLastKey) {
+    FakeSMC smc;
+    prepareEveryKey(smc, 50.0f);
+    std::size_t callsWhenDated = 0;
+    const ChipTemperatureReading reading =
+        supportedSensor().readTemperatures(smc, [&smc, &callsWhenDated] {
+            callsWhenDated = smc.callCount();
+            return 1234.5;
+        });
+    EXPECT_EQ(reading.recordedAt, 1234.5);
+    EXPECT_EQ(callsWhenDated, 28u);
+}
+
 TEST(SMCChipTemperatureSensorTests, TheHottestKeyOfEachGroupStandsForIt) {
     FakeSMC smc;
     smc.prepareFloatKey("Tp09", 45.0f);

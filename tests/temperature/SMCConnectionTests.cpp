@@ -113,6 +113,20 @@ TEST(SMCConnectionTests, CallGivesTheControllersOutput) {
     EXPECT_EQ(value->bytes[1], 0x34);
 }
 
+TEST(SMCConnectionTests, ACallIntoAnOutputZeroesItFirstAndTellsWhetherItWorked) {
+    FakeSMC smc;
+    smc.prepareFloatKey("Tp09", 50.0f);
+    const SMCConnection connection = openedConnection(smc);
+    SMCKeyData output = SMCKeyData::request("FNum", SMCKeyData::writeBytesCommand);
+    output.bytes.fill(0xAB);
+    EXPECT_TRUE(
+        connection.call(SMCKeyData::request("Tp09", SMCKeyData::readKeyInfoCommand), output));
+    EXPECT_TRUE(smc.calls.front().outputZeroedOnEntry);
+    EXPECT_EQ(output.dataType, fourCharCode("flt "));
+    EXPECT_FALSE(
+        connection.call(SMCKeyData::request("Tp0T", SMCKeyData::readKeyInfoCommand), output));
+}
+
 TEST(SMCConnectionTests, CallFailsOnAFailedCallStatus) {
     FakeSMC smc;
     smc.prepareFloatKey("Tp09", 50.0f);
