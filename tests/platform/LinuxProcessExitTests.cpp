@@ -14,9 +14,12 @@
 #include <fstream>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "TallowbeckCore/platform/linux/LinuxProcessExit.hpp"
 
@@ -242,6 +245,107 @@ public:
 private:
     struct sigaction previous_ {};
 };
+
+// System calls that answer as a test scripted them, one answer per call, and note each call. An
+// open that succeeds hands out a real descriptor, so that its closing can be seen.
+class ScriptedProcessDescriptorCalls final : public ProcessDescriptorCalls {
+public:
+    // A result, or -1 with this errno.
+    struct Answer {
+        int result = 0;
+        int error = 0;
+    };
+    static constexpr Answer descriptor{.result = 0, .error = 0};
+    static constexpr Answer failure(int error) { return {.result = -1, .error = error}; }
+    static constexpr Answer readable{.result = 1, .error = 0};
+
+    std::vector<Answer> openAnswers;
+    std::vector<Answer> pollAnswers;
+    std::vector<std::string> calls;
+    int openedDescriptor = -1;
+
+    int pidfdOpen(std::int32_t pid) override {
+        calls.push_back("pidfd_open " + std::to_string(pid));
+        const Answer answer = next(openAnswers);
+        if (answer.result == -1) {
+            return failed(answer);
+        }
+        openedDescriptor = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+        return openedDescriptor;
+    }
+
+    int poll(pollfd* entries, nfds_t count, int timeout) override {
+        calls.push_back("poll " + std::to_string(count) + " " + std::to_string(timeout) +
+                        (entries[0].fd == openedDescriptor && entries[0].events == POLLIN
+                             ? " on the descriptor"
+                             : " on something else"));
+        const Answer answer = next(pollAnswers);
+        return answer.result == -1 ? failed(answer) : answer.result;
+    }
+
+private:
+    static Answer next(std::vector<Answer>& answers) {
+        if (answers.empty()) {
+            throw std::logic_error("a call the test did not script");
+        }
+        const Answer answer = answers.front();
+        answers.erase(answers.begin());
+        return answer;
+    }
+
+    static int failed(Answer answer) {
+        errno = answer.error;
+        return -1;
+    }
+};
+
+bool isOpenDescriptor(int descriptor) { return ::fcntl(descriptor, F_GETFD) != -1; }
+
+class LinuxProcessExitCalls : public ::testing::Test {
+protected:
+    using Answer = ScriptedProcessDescriptorCalls::Answer;
+
+    std::vector<std::string> callsOfAWait(std::vector<Answer> openAnswers,
+                                          std::vector<Answer> pollAnswers) {
+        calls.openAnswers = std::move(openAnswers);
+        calls.pollAnswers = std::move(pollAnswers);
+        LinuxProcessExit(calls).waitForExit(watched);
+        return calls.calls;
+    }
+
+    static constexpr std::int32_t watched = 4242;
+    static constexpr const char* open = "pidfd_open 4242";
+    static constexpr const char* poll = "poll 1 -1 on the descriptor";
+    ScriptedProcessDescriptorCalls calls;
+};
+
+TEST_F(LinuxProcessExitCalls, AnInterruptedOpenIsRepeated) {
+    EXPECT_EQ(callsOfAWait({ScriptedProcessDescriptorCalls::failure(EINTR),
+                            ScriptedProcessDescriptorCalls::descriptor},
+                           {ScriptedProcessDescriptorCalls::readable}),
+              (std::vector<std::string>{open, open, poll}));
+    EXPECT_FALSE(isOpenDescriptor(calls.openedDescriptor));
+}
+
+TEST_F(LinuxProcessExitCalls, AnInterruptedWaitIsRepeated) {
+    EXPECT_EQ(callsOfAWait({ScriptedProcessDescriptorCalls::descriptor},
+                           {ScriptedProcessDescriptorCalls::failure(EINTR),
+                            ScriptedProcessDescriptorCalls::readable}),
+              (std::vector<std::string>{open, poll, poll}));
+    EXPECT_FALSE(isOpenDescriptor(calls.openedDescriptor));
+}
+
+TEST_F(LinuxProcessExitCalls, AnOpenThatFailsOtherwiseEndsTheWaitAtOnce) {
+    EXPECT_EQ(callsOfAWait({ScriptedProcessDescriptorCalls::failure(ESRCH)}, {}),
+              std::vector<std::string>{open});
+}
+
+TEST_F(LinuxProcessExitCalls, AWaitThatFailsOtherwiseEndsAndClosesTheDescriptor) {
+    EXPECT_EQ(callsOfAWait({ScriptedProcessDescriptorCalls::descriptor},
+                           {ScriptedProcessDescriptorCalls::failure(ENOMEM)}),
+              (std::vector<std::string>{open, poll}));
+    EXPECT_FALSE(isOpenDescriptor(calls.openedDescriptor));
+}
 
 TEST(LinuxProcessExit, IsTheSystemProcessExitOnLinux) {
     EXPECT_NE(dynamic_cast<LinuxProcessExit*>(&ProcessExit::system()), nullptr);
