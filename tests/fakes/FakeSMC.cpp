@@ -4,6 +4,8 @@
 #include <bit>
 #include <cstring>
 
+#include "TallowbeckCore/support/WallClock.hpp"
+
 namespace tallowbeck::testing {
 namespace {
 
@@ -14,6 +16,15 @@ SMCKeyData answer(const SMCKeyData& request, const FakeSMC::Reply& prepared) noe
     output.dataType = prepared.dataType;
     output.bytes = prepared.bytes;
     return output;
+}
+
+// The wall clock's time now, returned once the clock has moved past it, so that any time taken
+// after this call is later.
+double nowBeforeTheClockMovesOn() noexcept {
+    const double now = WallClock::now();
+    while (WallClock::now() <= now) {
+    }
+    return now;
 }
 
 FakeSMC::Reply unknownKeyReply() noexcept {
@@ -74,10 +85,12 @@ std::int32_t FakeSMC::callStructMethod(Connection connection, std::uint32_t sele
     std::memcpy(output.data(), answered.data(),
                 std::min({reply.outputSize, output.size(), answered.size()}));
     outputSize = reply.outputSize;
+    lastCallAt = nowBeforeTheClockMovesOn();
     return reply.callStatus;
 }
 
 void FakeSMC::close(Connection connection) noexcept {
+    closedAt = nowBeforeTheClockMovesOn();
     closedConnections.push_back(connection);
     callCountAtLastClose = calls.size();
 }

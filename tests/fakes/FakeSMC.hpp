@@ -64,6 +64,10 @@ public:
     int openCount = 0;
     std::vector<Connection> closedConnections;
     std::size_t callCountAtLastClose = 0;
+    // Wall-clock times of the last structure call and of the last close. The clock has moved on
+    // before either returns, so a time taken after one of them is strictly later.
+    double lastCallAt = 0.0;
+    double closedAt = 0.0;
 
     Opening open() noexcept override;
     std::int32_t callStructMethod(Connection connection, std::uint32_t selector,

@@ -156,6 +156,14 @@ TEST(SMCChipTemperatureSensorTests, TheReadingIsStampedWhenItIsCompleted) {
     EXPECT_LE(reading.recordedAt, after);
 }
 
+TEST(SMCChipTemperatureSensorTests, TheReadingIsStampedAfterTheLastKeyAndBeforeTheClose) {
+    FakeSMC smc;
+    prepareEveryKey(smc, 50.0f);
+    const ChipTemperatureReading reading = supportedSensor().readTemperatures(smc);
+    EXPECT_GT(reading.recordedAt, smc.lastCallAt);
+    EXPECT_LE(reading.recordedAt, smc.closedAt);
+}
+
 TEST(SMCChipTemperatureSensorTests, TheHottestKeyOfEachGroupStandsForIt) {
     FakeSMC smc;
     smc.prepareFloatKey("Tp09", 45.0f);
