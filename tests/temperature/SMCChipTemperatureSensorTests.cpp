@@ -8,7 +8,6 @@
 #include <string_view>
 #include <vector>
 
-#include "TallowbeckCore/platform/linux/LinuxSMCUserClient.hpp"
 #include "TallowbeckCore/support/WallClock.hpp"
 #include "TallowbeckCore/temperature/SMCChipTemperatureSensor.hpp"
 #include "tests/fakes/FakeSMC.hpp"
@@ -284,13 +283,6 @@ TEST(SMCChipTemperatureSensorTests, AFailedOpenGivesAnEmptyReading) {
     EXPECT_GE(reading.recordedAt, before);
     EXPECT_EQ(smc.callCount(), 0u);
     EXPECT_TRUE(smc.closedConnections.empty());
-}
-
-TEST(SMCChipTemperatureSensorTests, LinuxHasNoControllerToRead) {
-    LinuxSMCUserClient smc;
-    const ChipTemperatureReading reading = supportedSensor().readTemperatures(smc);
-    EXPECT_EQ(reading.cpuCelsius, std::nullopt);
-    EXPECT_EQ(reading.gpuCelsius, std::nullopt);
 }
 
 // --- readBrandString ---

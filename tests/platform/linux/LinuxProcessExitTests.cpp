@@ -14,6 +14,7 @@
 #include <fstream>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -22,6 +23,8 @@
 #include <vector>
 
 #include "TallowbeckCore/platform/linux/LinuxProcessExit.hpp"
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
+#include "tests/testing/ChildProcess.hpp"
 
 namespace tallowbeck {
 namespace {
@@ -65,13 +68,6 @@ bool threadIsInPoll(pid_t tid) {
     return number == SYS_ppoll;
 }
 
-[[noreturn]] void exitWhenPipeCloses(int readEnd) {
-    char byte = 0;
-    while (::read(readEnd, &byte, 1) < 0 && errno == EINTR) {
-    }
-    ::_exit(0);
-}
-
 // A child process that lives until the test lets it go, and is killed if the test fails first.
 class WatchedChild {
 public:
@@ -80,56 +76,36 @@ public:
         if (::pipe2(ends, O_CLOEXEC) != 0) {
             throw std::system_error(errno, std::generic_category(), "pipe2");
         }
-        pid_ = ::fork();
-        if (pid_ == 0) {
-            ::close(ends[1]);
-            exitWhenPipeCloses(ends[0]);
-        }
-        ::close(ends[0]);
-        release_ = ends[1];
-        if (pid_ < 0) {
-            throw std::system_error(errno, std::generic_category(), "fork");
-        }
+        const FileDescriptor readEnd(ends[0]);
+        release_ = FileDescriptor(ends[1]);
+        process_ = testing::ChildProcess::fork([&] {
+            release_.close();
+            char byte = 0;
+            while (::read(readEnd.get(), &byte, 1) < 0 && errno == EINTR) {
+            }
+            return 0;
+        });
     }
 
-    ~WatchedChild() {
-        letExit();
-        ::kill(pid_, SIGKILL);
-        ::waitpid(pid_, nullptr, 0);
-    }
+    pid_t pid() const { return process_->pid(); }
 
-    WatchedChild(const WatchedChild&) = delete;
-    WatchedChild& operator=(const WatchedChild&) = delete;
-
-    pid_t pid() const { return pid_; }
-
-    void letExit() {
-        if (release_ >= 0) {
-            ::close(release_);
-            release_ = -1;
-        }
-    }
+    void letExit() { release_.close(); }
 
 private:
-    pid_t pid_ = -1;
-    int release_ = -1;
+    FileDescriptor release_;
+    std::optional<testing::ChildProcess> process_;
 };
 
-pid_t forkExitingChild() {
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::_exit(0);
-    }
-    if (pid < 0) {
-        throw std::system_error(errno, std::generic_category(), "fork");
-    }
-    return pid;
+// A child that ends at once.
+testing::ChildProcess exitingChild() {
+    return testing::ChildProcess::fork([] { return 0; });
 }
 
 // The id of a process that has come and gone, so nothing answers to it any more.
 pid_t reapedProcessID() {
-    const pid_t pid = forkExitingChild();
-    ::waitpid(pid, nullptr, 0);
+    testing::ChildProcess child = exitingChild();
+    const pid_t pid = child.pid();
+    child.waitForExit();
     return pid;
 }
 
@@ -377,18 +353,17 @@ TEST(LinuxProcessExit, ReturnsAtOnceForAProcessThatIsAlreadyGone) {
 }
 
 TEST(LinuxProcessExit, ReturnsAtOnceForAnExitedProcessNotYetReaped) {
-    const pid_t zombie = forkExitingChild();
+    const testing::ChildProcess zombie = exitingChild();
     siginfo_t info{};
-    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(zombie), &info, WEXITED | WNOWAIT), 0);
+    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(zombie.pid()), &info, WEXITED | WNOWAIT), 0);
     const long descriptorsBefore = openProcessDescriptorCount();
 
     {
-        BackgroundWait wait(zombie);
+        BackgroundWait wait(zombie.pid());
         EXPECT_TRUE(wait.finishedWithin(patience));
     }
 
     EXPECT_EQ(openProcessDescriptorCount(), descriptorsBefore);
-    ::waitpid(zombie, nullptr, 0);
 }
 
 TEST(LinuxProcessExit, ReturnsAtOnceForProcessIDsThatNameNoProcess) {
