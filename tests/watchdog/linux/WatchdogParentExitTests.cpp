@@ -149,34 +149,44 @@ bool becomesWaitingWatchdog(pid_t pid) {
     return false;
 }
 
-TEST(WatchdogParentExit, ExitsWithZeroAndSilentlySoonAfterItsParentIsKilled) {
-    const Subreaper subreaper;
-    const CapturedOutput output;
-    HostAndWatchdog started;
-    startHostWithWatchdog(started, output);
-    ASSERT_TRUE(becomesWaitingWatchdog(started.watchdog->pid()));
+// A host with its watchdog waiting for it, and this process ready to adopt the watchdog.
+class WatchdogParentExit : public ::testing::Test {
+protected:
+    void SetUp() override {
+        startHostWithWatchdog(started_, output);
+        ASSERT_TRUE(becomesWaitingWatchdog(watchdogPID()));
+    }
 
-    started.host->signal(SIGKILL);
-    ASSERT_TRUE(started.host->exitWithin(promptExit));
-    const std::optional<ChildExit> exit = started.watchdog->exitWithin(promptExit);
+    pid_t watchdogPID() const { return started_.watchdog->pid(); }
+
+    // Kills the host as a crash would; the watchdog's end, if it follows within a second.
+    std::optional<ChildExit> killHost() {
+        started_.host->signal(SIGKILL);
+        if (!started_.host->exitWithin(promptExit)) {
+            throw std::runtime_error("the host outlived SIGKILL");
+        }
+        return started_.watchdog->exitWithin(promptExit);
+    }
+
+    const CapturedOutput output;
+
+private:
+    const Subreaper subreaper_;
+    HostAndWatchdog started_;
+};
+
+TEST_F(WatchdogParentExit, ExitsWithZeroAndSilentlySoonAfterItsParentIsKilled) {
+    const std::optional<ChildExit> exit = killHost();
 
     ASSERT_TRUE(exit) << "the watchdog outlived its parent by more than a second";
     EXPECT_EQ(exit->exitStatus(), 0) << "wait status " << exit->waitStatus;
     EXPECT_EQ(output.text(), "");
 }
 
-TEST(WatchdogParentExit, WaitingForItsParentCostsAlmostNoProcessorTime) {
-    const Subreaper subreaper;
-    const CapturedOutput output;
-    HostAndWatchdog started;
-    startHostWithWatchdog(started, output);
-    ASSERT_TRUE(becomesWaitingWatchdog(started.watchdog->pid()));
-
+TEST_F(WatchdogParentExit, WaitingForItsParentCostsAlmostNoProcessorTime) {
     std::this_thread::sleep_for(3s);
-    ASSERT_EQ(processState(started.watchdog->pid()), 'S') << "the watchdog stopped waiting";
-    started.host->signal(SIGKILL);
-    ASSERT_TRUE(started.host->exitWithin(promptExit));
-    const std::optional<ChildExit> exit = started.watchdog->exitWithin(promptExit);
+    ASSERT_EQ(processState(watchdogPID()), 'S') << "the watchdog stopped waiting";
+    const std::optional<ChildExit> exit = killHost();
 
     ASSERT_TRUE(exit);
     EXPECT_EQ(exit->exitStatus(), 0) << "wait status " << exit->waitStatus;
