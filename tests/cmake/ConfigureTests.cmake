@@ -16,6 +16,7 @@ add_test(NAME configure-apple-branch
     -DSOURCE_DIR=${PROJECT_SOURCE_DIR}
     -DWORK_DIR=${CMAKE_CURRENT_BINARY_DIR}/configure-apple-branch
     "-DPACKAGE_HINTS=${TALLOWBECK_PACKAGE_HINTS}"
+    -DBUILD_BENCHMARKS=${TALLOWBECK_BUILD_BENCHMARKS}
     -P ${CMAKE_CURRENT_LIST_DIR}/ConfigureAppleBranch.cmake)
 
 add_test(NAME configure-as-subproject
