@@ -12,8 +12,7 @@ namespace {
 using namespace std::chrono;
 
 constexpr double secondsPerDay = 86400.0;
-// 0000-01-01T00:00:00Z and 10000-01-01T00:00:00Z.
-constexpr double earliestSeconds = -62167219200.0;
+// 10000-01-01T00:00:00Z.
 constexpr double endSeconds = 253402300800.0;
 
 // The next `count` characters as a decimal number; nothing unless they are all digits.
@@ -64,11 +63,18 @@ void appendDigits(std::string& out, long long value, int width) {
 
 }  // namespace
 
+bool canWrite(double secondsSince1970) noexcept {
+    const double whole = asWritten(secondsSince1970);
+    return whole >= earliest && whole < endSeconds;
+}
+
+double asWritten(double secondsSince1970) noexcept { return std::floor(secondsSince1970); }
+
 std::string text(double secondsSince1970) {
-    const double whole = std::floor(secondsSince1970);
-    if (!(whole >= earliestSeconds && whole < endSeconds)) {
+    if (!canWrite(secondsSince1970)) {
         throw std::out_of_range("a date-time outside the years 0000 to 9999 cannot be written");
     }
+    const double whole = asWritten(secondsSince1970);
     const auto seconds = static_cast<long long>(whole);
     const sys_days day{days{static_cast<int>(std::floor(whole / secondsPerDay))}};
     const year_month_day date{day};
@@ -115,7 +121,7 @@ std::optional<double> secondsSince1970(std::string_view text) noexcept {
                                              *second - *offset);
     // An offset can carry a time past either end of the four-digit years, where it could not
     // be written back.
-    if (seconds < earliestSeconds || seconds >= endSeconds) {
+    if (!canWrite(seconds)) {
         return std::nullopt;
     }
     return seconds;
