@@ -7,15 +7,6 @@
 
 namespace tallowbeck::testing {
 
-namespace {
-
-std::filesystem::path fileOf(int descriptor) {
-    std::error_code ignored;
-    return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), ignored);
-}
-
-}  // namespace
-
 std::string_view nameOf(FileFunction function) {
     switch (function) {
         case FileFunction::open:
@@ -70,10 +61,20 @@ int FaultyFileCalls::fail(std::filesystem::path target) {
     return -1;
 }
 
-int FaultyFileCalls::failOn(int descriptor) { return fail(fileOf(descriptor)); }
+int FaultyFileCalls::failOn(int descriptor) {
+    const auto opened = openedPaths_.find(descriptor);
+    return fail(opened != openedPaths_.end() ? opened->second : std::filesystem::path());
+}
 
 int FaultyFileCalls::open(const char* path, int flags, mode_t mode) {
-    return failsNow(FileFunction::open) ? fail(path) : ForwardingFileCalls::open(path, flags, mode);
+    if (failsNow(FileFunction::open)) {
+        return fail(path);
+    }
+    const int descriptor = ForwardingFileCalls::open(path, flags, mode);
+    if (descriptor >= 0) {
+        openedPaths_[descriptor] = path;
+    }
+    return descriptor;
 }
 
 ssize_t FaultyFileCalls::read(int descriptor, void* bytes, std::size_t count) {

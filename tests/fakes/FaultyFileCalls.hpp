@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <optional>
 #include <string_view>
+#include <unordered_map>
 
 #include "tests/fakes/ForwardingFileCalls.hpp"
 
@@ -69,6 +70,9 @@ private:
     int failOn(int descriptor);
 
     std::optional<Fault> fault_;
+    // The path each descriptor was opened with. A closed descriptor's entry stays until its
+    // number is opened again, which is all a failing call on it needs.
+    std::unordered_map<int, std::filesystem::path> openedPaths_;
 };
 
 // Arms a fault for as long as it exists.

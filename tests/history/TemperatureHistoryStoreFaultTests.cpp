@@ -4,7 +4,6 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <optional>
 #include <ostream>
 #include <span>
@@ -18,6 +17,7 @@
 #include "TallowbeckCore/history/JournalEntry.hpp"
 #include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
 #include "tests/fakes/FaultyFileCalls.hpp"
+#include "tests/testing/OpenDescriptors.hpp"
 #include "tests/testing/Samples.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
 #include "tests/testing/Thrown.hpp"
@@ -28,6 +28,7 @@ namespace {
 using testing::ArmedFault;
 using testing::FaultyFileCalls;
 using testing::FileFunction;
+using testing::openDescriptorCount;
 using testing::sampleAt;
 using testing::thrown;
 
@@ -84,11 +85,6 @@ const JournalFile& fullJournal() {
         return JournalFile{std::move(samples), std::move(bytes)};
     }();
     return journal;
-}
-
-std::size_t openDescriptorCount() {
-    const std::filesystem::directory_iterator entries("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
 // What lies in the history's folder besides its three files, such as an abandoned temporary.

@@ -401,10 +401,11 @@ TEST_F(DefaultHistoryTests, TheDefaultFileIsBelowApplicationSupport) {
     EXPECT_EQ(store.fileURL(), target());
 }
 
-TEST_F(DefaultHistoryTests, WithoutApplicationSupportTheTemporaryDirectoryServes) {
+TEST_F(DefaultHistoryTests, WithoutApplicationSupportAFolderOfTheUsersOwnInTheTemporaryOneServes) {
     const FakeUserDirectories noSupport(std::nullopt, directory.path() / "tmp");
-    EXPECT_EQ(TemperatureHistoryStore::defaultFileURL(noSupport),
-              directory.path() / "tmp" / "com.tallowbeck.Ordwell" / "temperature-history.json");
+    EXPECT_EQ(TemperatureHistoryStore::defaultFileURL(noSupport, 1234),
+              directory.path() / "tmp" / "com.tallowbeck-1234" / "com.tallowbeck.Ordwell" /
+                  "temperature-history.json");
 }
 
 TEST_F(DefaultHistoryTests, TheFirstLegacyHistoryIsCopiedAndLeftInPlace) {
