@@ -10,13 +10,13 @@
 #include <charconv>
 #include <chrono>
 #include <cmath>
-#include <fstream>
 #include <stdexcept>
 #include <system_error>
 
 #include "TallowbeckCore/history/HistoryFileFormat.hpp"
 #include "TallowbeckCore/history/TemperatureCSV.hpp"
 #include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
+#include "TallowbeckCore/posix/AtomicFile.hpp"
 #include "TallowbeckCore/support/InternetDateTime.hpp"
 #include "TallowbeckCore/support/WallClock.hpp"
 #include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
@@ -32,6 +32,8 @@ using SteadyClock = std::chrono::steady_clock;
 constexpr std::string_view tableRow = "{:<20}  {:>10}  {:>6}  {:>6}  {:<8}  {:<7}  {}\n";
 // Far beyond any useful interval, and well within what the clocks' nanoseconds can hold.
 constexpr double longestInterval = 365.0 * 24 * 60 * 60;
+// What a new file gets before the umask takes its share, as with any other program's output.
+constexpr mode_t exportedFileMode = 0666;
 
 // A finite number for which `accepts` holds; CLI11's own number checks let "nan" through.
 CLI::Validator numberWhere(const std::string& name, const std::string& description,
@@ -102,20 +104,9 @@ bool stopRequestedBefore(const sigset_t& stopSignals, SteadyClock::time_point de
     }
 }
 
-void writeFile(const std::filesystem::path& path, std::string_view text) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (out) {
-        out.write(text.data(), static_cast<std::streamsize>(text.size()));
-        out.close();
-    }
-    if (!out) {
-        throw std::system_error(errno, std::generic_category(), "cannot write " + path.string());
-    }
-}
-
 }  // namespace
 
-HistoryCommand::HistoryCommand(CLI::App& app) {
+HistoryCommand::HistoryCommand(CLI::App& app, FileCalls& calls) : calls_(calls) {
     CLI::App* history = app.add_subcommand("history",
                                            "Show, record, export or clear the "
                                            "temperature history");
@@ -179,7 +170,7 @@ void HistoryCommand::addReset(CLI::App& history) {
 
 template <typename Action>
 auto HistoryCommand::withStore(Action&& action) const {
-    TemperatureHistoryStore store(historyFile());
+    TemperatureHistoryStore store(historyFile(), calls_);
     try {
         return action(store);
     } catch (const std::runtime_error& error) {
@@ -238,7 +229,8 @@ void HistoryCommand::exportCSV() const {
     if (output_.empty()) {
         fmt::print("{}", text);
     } else {
-        writeFile(output_, text);
+        // Atomically: a failed export leaves an earlier file of that name as it was.
+        AtomicFile::replace(calls_, output_, text, exportedFileMode);
     }
 }
 
