@@ -93,17 +93,33 @@ void takeBackUnacknowledgedLine(FileCalls& calls, int journal, off_t validLength
     }
 }
 
+// Opens the lock file, creating it and the folders above it when missing. The folders are made
+// only then: making them every time would cost every operation a call.
+FileDescriptor openLockFile(FileCalls& calls, const HistoryFiles& files, uid_t user) {
+    const auto open = [&] {
+        return OwnedFile::open(calls, files.lock, O_RDWR | O_CREAT | O_CLOEXEC, lockFileMode, user)
+            .descriptor;
+    };
+    try {
+        return open();
+    } catch (const std::system_error& error) {
+        if (error.code() != std::errc::no_such_file_or_directory) {
+            throw;
+        }
+    }
+    PosixFile::createDirectories(calls, files.snapshot.parent_path(), directoryMode);
+    return open();
+}
+
 }  // namespace
 
 // The exclusive lock on the lock file for one operation; released and closed when it goes.
 class TemperatureHistoryStore::HeldLock {
 public:
-    HeldLock(FileCalls& calls, const std::filesystem::path& lockFile, uid_t user)
-        : calls_(calls),
-          file_(OwnedFile::open(calls, lockFile, O_RDWR | O_CREAT | O_CLOEXEC, lockFileMode, user)
-                    .descriptor) {
+    HeldLock(FileCalls& calls, const HistoryFiles& files, uid_t user)
+        : calls_(calls), file_(openLockFile(calls, files, user)) {
         if (retryingInterrupted([&] { return calls_.flock(file_.get(), LOCK_EX); }) != 0) {
-            throwLastError("cannot lock " + lockFile.string());
+            throwLastError("cannot lock " + files.lock.string());
         }
     }
     HeldLock(const HeldLock&) = delete;
@@ -196,8 +212,7 @@ TemperatureHistoryStore::HeldLock TemperatureHistoryStore::lock() {
     if (privateFolder_) {
         FileOwnership::makePrivateDirectory(*calls_, *privateFolder_, user_);
     }
-    PosixFile::createDirectories(*calls_, files_.snapshot.parent_path(), directoryMode);
-    return HeldLock(*calls_, files_.lock, user_);
+    return HeldLock(*calls_, files_, user_);
 }
 
 void TemperatureHistoryStore::forgetCache() noexcept {

@@ -283,6 +283,7 @@ TEST(TemperatureHistoryStoreLockFaultTests, ALockFileThatCannotBeOpenedFailsAndC
     for (const auto& operation : firstOperations) {
         const testing::TemporaryDirectory directory;
         const std::filesystem::path folder = directory.path() / "history";
+        std::filesystem::create_directory(folder);
         FaultyFileCalls calls;
         TemperatureHistoryStore store(folder / "h.json", calls);
         std::optional<std::system_error> failure;
