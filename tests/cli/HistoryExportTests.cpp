@@ -116,13 +116,7 @@ std::string functionName(const ::testing::TestParamInfo<FileFunction>& tested) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryCallOfTheExport, HistoryExportFaultTests,
-                         ::testing::Values(FileFunction::open, FileFunction::read,
-                                           FileFunction::write, FileFunction::lseek,
-                                           FileFunction::fsync, FileFunction::ftruncate,
-                                           FileFunction::flock, FileFunction::fstat,
-                                           FileFunction::lstat, FileFunction::mkdir,
-                                           FileFunction::rename, FileFunction::unlink),
-                         functionName);
+                         ::testing::ValuesIn(testing::everyFileFunction), functionName);
 
 }  // namespace
 }  // namespace tallowbeck

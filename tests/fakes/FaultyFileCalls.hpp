@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <filesystem>
 #include <optional>
 #include <string_view>
@@ -24,6 +25,11 @@ enum class FileFunction {
     rename,
     unlink
 };
+
+inline constexpr std::array everyFileFunction = {
+    FileFunction::open,  FileFunction::read,      FileFunction::write,  FileFunction::lseek,
+    FileFunction::fsync, FileFunction::ftruncate, FileFunction::flock,  FileFunction::fstat,
+    FileFunction::lstat, FileFunction::mkdir,     FileFunction::rename, FileFunction::unlink};
 
 std::string_view nameOf(FileFunction function);
 

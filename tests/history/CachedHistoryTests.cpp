@@ -11,12 +11,9 @@
 namespace tallowbeck {
 namespace {
 
+using testing::listOf;
 using testing::recordedAgain;
 using testing::sampleAt;
-
-std::vector<TemperatureSample> listOf(std::span<const TemperatureSample> samples) {
-    return {samples.begin(), samples.end()};
-}
 
 std::vector<TemperatureSample> samplesAt(std::initializer_list<double> times) {
     std::vector<TemperatureSample> samples;

@@ -34,14 +34,11 @@ using testing::ArmedFault;
 using testing::contentsOf;
 using testing::FaultyFileCalls;
 using testing::FileFunction;
+using testing::listOf;
 using testing::sampleAt;
 
 constexpr double now = 1713960000.0;  // 2024-04-24T12:00:00Z
 constexpr int callLimit = 64;
-
-std::vector<TemperatureSample> listOf(std::span<const TemperatureSample> samples) {
-    return {samples.begin(), samples.end()};
-}
 
 // The calls that take and release the lock and replace files, in the order made.
 class RecordingFileCalls final : public testing::ForwardingFileCalls {
@@ -210,16 +207,10 @@ TEST_P(HistoryAdoptionFaultTests, AnyFailingCallLeavesTheWholeCopyOrNone) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    EveryCallOfTheAdoption, HistoryAdoptionFaultTests,
-    ::testing::Combine(::testing::Values(FileFunction::open, FileFunction::read,
-                                         FileFunction::write, FileFunction::lseek,
-                                         FileFunction::fsync, FileFunction::ftruncate,
-                                         FileFunction::flock, FileFunction::fstat,
-                                         FileFunction::lstat, FileFunction::mkdir,
-                                         FileFunction::rename, FileFunction::unlink),
-                       ::testing::Values(EIO, ENOSPC, EINTR)),
-    adoptionFaultName);
+INSTANTIATE_TEST_SUITE_P(EveryCallOfTheAdoption, HistoryAdoptionFaultTests,
+                         ::testing::Combine(::testing::ValuesIn(testing::everyFileFunction),
+                                            ::testing::Values(EIO, ENOSPC, EINTR)),
+                         adoptionFaultName);
 
 }  // namespace
 }  // namespace tallowbeck

@@ -21,6 +21,7 @@
 namespace tallowbeck {
 namespace {
 
+using testing::listOf;
 using testing::sampleAt;
 
 constexpr double now = 1713960000.0;  // 2024-04-24T12:00:00Z
@@ -28,10 +29,6 @@ constexpr double day = 24 * 3600.0;
 constexpr std::int64_t week = 7;
 // 10001-03-01T00:00:00Z, a clock past the last year a date-time can be written for.
 constexpr double pastYear9999 = 253402300800.0 + 425 * day;
-
-std::vector<TemperatureSample> listOf(std::span<const TemperatureSample> samples) {
-    return {samples.begin(), samples.end()};
-}
 
 class HistoryAgreementTests : public ::testing::Test {
 protected:

@@ -29,6 +29,7 @@ namespace {
 
 using testing::contentsOf;
 using ::testing::HasSubstr;
+using testing::listOf;
 using testing::sampleAt;
 using testing::thrown;
 
@@ -46,10 +47,6 @@ const std::vector<std::pair<std::string, Operation>> operations = {
     {"append", [](TemperatureHistoryStore& store) { store.append(sampleAt(now), week, now); }},
     {"reset", [](TemperatureHistoryStore& store) { store.reset(); }},
 };
-
-std::vector<TemperatureSample> listOf(std::span<const TemperatureSample> samples) {
-    return {samples.begin(), samples.end()};
-}
 
 mode_t permissionsOf(const std::filesystem::path& path) {
     struct stat attributes {};
@@ -79,22 +76,28 @@ protected:
         EXPECT_THAT(error->what(), HasSubstr("refusing " + path.string() + ": " + reason));
     }
 
+    // Each operation, on a store of its own, refuses `path`. A reset only reads the lock file.
+    void expectEveryOperationRefused(const std::filesystem::path& path, int code,
+                                     const std::string& reason,
+                                     FileCalls& calls = FileCalls::system()) const {
+        for (const auto& [name, operation] : operations) {
+            if (name == "reset" && path != files().lock) {
+                continue;
+            }
+            SCOPED_TRACE(name);
+            TemperatureHistoryStore store(file(), calls);
+            expectRefused(thrown<std::system_error>([&] { operation(store); }), code, path, reason);
+        }
+    }
+
     testing::TemporaryDirectory directory;
 };
 
 TEST_F(HistorySecurityTests, AJournalLinkedToAnotherFileIsRefusedAndTheFileLeftAsItWas) {
     const std::filesystem::path target = victim();
     plantLink(files().journal, target);
-    for (const auto& [name, operation] : operations) {
-        if (name == "reset") {
-            continue;
-        }
-        SCOPED_TRACE(name);
-        TemperatureHistoryStore store(file());
-        expectRefused(thrown<std::system_error>([&] { operation(store); }), ELOOP, files().journal,
-                      "it is a symbolic link");
-        EXPECT_EQ(contentsOf(target), victimBytes);
-    }
+    expectEveryOperationRefused(files().journal, ELOOP, "it is a symbolic link");
+    EXPECT_EQ(contentsOf(target), victimBytes);
 }
 
 TEST_F(HistorySecurityTests, AResetReplacesALinkedJournalInsteadOfWritingThroughIt) {
@@ -110,14 +113,9 @@ TEST_F(HistorySecurityTests, AResetReplacesALinkedJournalInsteadOfWritingThrough
 TEST_F(HistorySecurityTests, ALockFileLinkedToAnotherFileIsRefusedByEveryOperation) {
     const std::filesystem::path target = victim();
     plantLink(files().lock, target);
-    for (const auto& [name, operation] : operations) {
-        SCOPED_TRACE(name);
-        TemperatureHistoryStore store(file());
-        expectRefused(thrown<std::system_error>([&] { operation(store); }), ELOOP, files().lock,
-                      "it is a symbolic link");
-        EXPECT_EQ(contentsOf(target), victimBytes);
-        EXPECT_FALSE(std::filesystem::exists(files().journal));
-    }
+    expectEveryOperationRefused(files().lock, ELOOP, "it is a symbolic link");
+    EXPECT_EQ(contentsOf(target), victimBytes);
+    EXPECT_FALSE(std::filesystem::exists(files().journal));
 }
 
 TEST_F(HistorySecurityTests, ALockFileLinkedToNothingCreatesNothing) {
@@ -136,16 +134,8 @@ TEST_F(HistorySecurityTests, ASnapshotLinkedToAnotherFileIsNeverRead) {
         directory.write("elsewhere/history", HistoryFileFormat::encodeSnapshot(planted));
     const std::string before = contentsOf(target);
     plantLink(files().snapshot, target);
-    for (const auto& [name, operation] : operations) {
-        if (name == "reset") {
-            continue;
-        }
-        SCOPED_TRACE(name);
-        TemperatureHistoryStore store(file());
-        expectRefused(thrown<std::system_error>([&] { operation(store); }), ELOOP, files().snapshot,
-                      "it is a symbolic link");
-        EXPECT_EQ(contentsOf(target), before);
-    }
+    expectEveryOperationRefused(files().snapshot, ELOOP, "it is a symbolic link");
+    EXPECT_EQ(contentsOf(target), before);
 }
 
 TEST_F(HistorySecurityTests, AFIFOInTheJournalsPlaceIsRefusedAtOnce) {
@@ -164,19 +154,12 @@ TEST_F(HistorySecurityTests, AHistoryFileOfAnotherUserIsRefusedAndLeftAsItWas) {
     const std::string snapshotBefore = contentsOf(files().snapshot);
 
     for (const std::filesystem::path& claimed : {files().journal, files().lock, files().snapshot}) {
-        for (const auto& [name, operation] : operations) {
-            // Reset replaces the journal and reads nothing; only the lock file concerns it.
-            if (name == "reset" && claimed != files().lock) {
-                continue;
-            }
-            SCOPED_TRACE(claimed.string() + " " + name);
-            testing::ForeignOwnerFileCalls calls(claimed, me + 1);
-            TemperatureHistoryStore store(file(), calls);
-            expectRefused(thrown<std::system_error>([&] { operation(store); }), EPERM, claimed,
-                          "it belongs to user " + std::to_string(me + 1));
-            EXPECT_EQ(contentsOf(files().journal), journalBefore);
-            EXPECT_EQ(contentsOf(files().snapshot), snapshotBefore);
-        }
+        SCOPED_TRACE(claimed.string());
+        testing::ForeignOwnerFileCalls calls(claimed, me + 1);
+        expectEveryOperationRefused(claimed, EPERM, "it belongs to user " + std::to_string(me + 1),
+                                    calls);
+        EXPECT_EQ(contentsOf(files().journal), journalBefore);
+        EXPECT_EQ(contentsOf(files().snapshot), snapshotBefore);
     }
 }
 

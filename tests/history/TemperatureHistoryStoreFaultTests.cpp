@@ -28,6 +28,7 @@ namespace {
 using testing::ArmedFault;
 using testing::FaultyFileCalls;
 using testing::FileFunction;
+using testing::listOf;
 using testing::openDescriptorCount;
 using testing::sampleAt;
 using testing::thrown;
@@ -42,10 +43,6 @@ constexpr std::size_t entriesBeforeCompaction = 1440;
 constexpr int callLimit = 64;
 constexpr const char* snapshotName = "history/h.json";
 constexpr const char* journalName = "history/h.json.journal";
-
-History listOf(std::span<const TemperatureSample> samples) {
-    return {samples.begin(), samples.end()};
-}
 
 History readBack(const std::filesystem::path& file) {
     return listOf(TemperatureHistoryStore(file).samples());
@@ -259,18 +256,13 @@ TEST_P(TemperatureHistoryStoreFaultTests, AnyFailingCallLeavesTheLastAcknowledge
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    EveryCallOfEveryOperation, TemperatureHistoryStoreFaultTests,
-    ::testing::Combine(::testing::Values(Operation::append, Operation::appendCompacting,
-                                         Operation::reset, Operation::samples),
-                       ::testing::Values(FileFunction::open, FileFunction::read,
-                                         FileFunction::write, FileFunction::lseek,
-                                         FileFunction::fsync, FileFunction::ftruncate,
-                                         FileFunction::flock, FileFunction::fstat,
-                                         FileFunction::lstat, FileFunction::mkdir,
-                                         FileFunction::rename, FileFunction::unlink),
-                       ::testing::Values(EIO, ENOSPC, EINTR)),
-    faultCaseName);
+INSTANTIATE_TEST_SUITE_P(EveryCallOfEveryOperation, TemperatureHistoryStoreFaultTests,
+                         ::testing::Combine(::testing::Values(Operation::append,
+                                                              Operation::appendCompacting,
+                                                              Operation::reset, Operation::samples),
+                                            ::testing::ValuesIn(testing::everyFileFunction),
+                                            ::testing::Values(EIO, ENOSPC, EINTR)),
+                         faultCaseName);
 
 // Each operation of a store with no files yet, for the tests about taking the lock.
 const std::vector<std::function<void(TemperatureHistoryStore&)>> firstOperations = {
