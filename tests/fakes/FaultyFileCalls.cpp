@@ -37,6 +37,19 @@ std::string_view nameOf(FileFunction function) {
     throw std::invalid_argument("unknown file function");
 }
 
+std::string errorName(int error) {
+    switch (error) {
+        case EIO:
+            return "EIO";
+        case ENOSPC:
+            return "ENOSPC";
+        case EINTR:
+            return "EINTR";
+        default:
+            return std::to_string(error);
+    }
+}
+
 void FaultyFileCalls::arm(FileFunction function, int failingCall, int error) {
     fault_.emplace(Fault{.function = function,
                          .failingCall = failingCall,

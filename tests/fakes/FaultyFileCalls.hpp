@@ -3,6 +3,7 @@
 #include <array>
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 
@@ -32,6 +33,10 @@ inline constexpr std::array everyFileFunction = {
     FileFunction::lstat, FileFunction::mkdir,     FileFunction::rename, FileFunction::unlink};
 
 std::string_view nameOf(FileFunction function);
+
+// The symbolic name of an error a fault injects ("EIO", "ENOSPC", "EINTR"), for test names on
+// every system; the number for any other.
+std::string errorName(int error);
 
 // The system's file calls, except that one call fails while a fault is armed.
 class FaultyFileCalls final : public ForwardingFileCalls {

@@ -171,7 +171,7 @@ using AdoptionFault = std::tuple<FileFunction, int>;
 
 std::string adoptionFaultName(const ::testing::TestParamInfo<AdoptionFault>& tested) {
     const auto [function, error] = tested.param;
-    return std::string(testing::nameOf(function)) + "_" + strerrorname_np(error);
+    return std::string(testing::nameOf(function)) + "_" + testing::errorName(error);
 }
 
 class HistoryAdoptionFaultTests : public HistoryAdoptionTests,

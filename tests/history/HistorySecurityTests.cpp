@@ -86,7 +86,8 @@ protected:
             }
             SCOPED_TRACE(name);
             TemperatureHistoryStore store(file(), calls);
-            expectRefused(thrown<std::system_error>([&] { operation(store); }), code, path, reason);
+            const Operation& run = operation;
+            expectRefused(thrown<std::system_error>([&] { run(store); }), code, path, reason);
         }
     }
 

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <functional>
 #include <optional>
@@ -192,7 +191,7 @@ using FaultCase = std::tuple<Operation, FileFunction, int>;
 std::string faultCaseName(const ::testing::TestParamInfo<FaultCase>& tested) {
     const auto [operation, function, error] = tested.param;
     return nameOf(operation) + "_" + std::string(testing::nameOf(function)) + "_" +
-           strerrorname_np(error);
+           testing::errorName(error);
 }
 
 class TemperatureHistoryStoreFaultTests : public ::testing::TestWithParam<FaultCase> {
