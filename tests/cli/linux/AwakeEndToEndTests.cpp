@@ -195,11 +195,11 @@ TEST(AwakeEndToEndTests, KilledInClosedLidModeItLeavesNoLockAndItsWatchdogEnds) 
 
     EXPECT_EQ(run.exitWithin(patience), 128 + SIGKILL);
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
-    int status = -1;
-    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] {
-        return ::waitpid(*watchdog, &status, WNOHANG) == *watchdog;
-    })) << "the watchdog outlived its parent";
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    // This process, its subreaper, took it over when its parent went.
+    ChildProcess orphan = ChildProcess::adopt(*watchdog);
+    const std::optional<ChildExit> exit = orphan.exitWithin(patience);
+    ASSERT_TRUE(exit.has_value()) << "the watchdog outlived its parent";
+    EXPECT_EQ(exit->exitStatus(), 0) << exit->waitStatus;
 }
 
 TEST(AwakeEndToEndTests, SeriousPressureWithoutABatteryReadingEndsTheSessionAtOnceWithStatus3) {
