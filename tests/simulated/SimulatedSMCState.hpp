@@ -42,6 +42,7 @@ struct SimulatedSMCState {
 
     std::string json() const;
     static SimulatedSMCState fromJSON(std::string_view text);
+    // Replaces the file in one step.
     void save(const std::filesystem::path& file) const;
     static SimulatedSMCState load(const std::filesystem::path& file);
 };
