@@ -6,13 +6,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <fstream>
 #include <stdexcept>
 #include <system_error>
 
 #include "TallowbeckCore/history/HistoryFileFormat.hpp"
 #include "TallowbeckCore/history/TemperatureCSV.hpp"
 #include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
+#include "TallowbeckCore/posix/AtomicFile.hpp"
 #include "TallowbeckCore/support/InternetDateTime.hpp"
 #include "TallowbeckCore/support/WallClock.hpp"
 #include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
@@ -28,24 +28,16 @@ namespace {
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr std::string_view tableRow = "{:<20}  {:>10}  {:>6}  {:>6}  {:<8}  {:<7}  {}\n";
+// What a new file gets before the umask takes its share, as with any other program's output.
+constexpr mode_t exportedFileMode = 0666;
+
 std::string celsius(std::optional<double> temperature) {
     return temperature ? fmt::format("{:.1f}", *temperature) : "—";
 }
 
-void writeFile(const std::filesystem::path& path, std::string_view text) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (out) {
-        out.write(text.data(), static_cast<std::streamsize>(text.size()));
-        out.close();
-    }
-    if (!out) {
-        throw std::system_error(errno, std::generic_category(), "cannot write " + path.string());
-    }
-}
-
 }  // namespace
 
-HistoryCommand::HistoryCommand(CLI::App& app) {
+HistoryCommand::HistoryCommand(CLI::App& app, FileCalls& calls) : calls_(calls) {
     CLI::App* history = app.add_subcommand("history",
                                            "Show, record, export or clear the "
                                            "temperature history");
@@ -109,7 +101,7 @@ void HistoryCommand::addReset(CLI::App& history) {
 
 template <typename Action>
 auto HistoryCommand::withStore(Action&& action) const {
-    TemperatureHistoryStore store(historyFile());
+    TemperatureHistoryStore store(historyFile(), calls_);
     try {
         return action(store);
     } catch (const std::runtime_error& error) {
@@ -168,7 +160,8 @@ void HistoryCommand::exportCSV() const {
     if (output_.empty()) {
         fmt::print("{}", text);
     } else {
-        writeFile(output_, text);
+        // Atomically: a failed export leaves an earlier file of that name as it was.
+        AtomicFile::replace(calls_, output_, text, exportedFileMode);
     }
 }
 

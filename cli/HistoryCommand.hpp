@@ -7,6 +7,7 @@
 #include <string>
 
 #include "TallowbeckCore/history/TemperatureSample.hpp"
+#include "TallowbeckCore/posix/FileCalls.hpp"
 
 namespace CLI {
 class App;
@@ -19,10 +20,11 @@ class TemperatureHistoryStore;
 namespace tallowbeck::cli {
 
 // `tallowbeck history`: shows, records, exports, judges the trend of and clears the temperature
-// history. A history that cannot be read or written is one error line naming its file.
+// history. A history that cannot be read or written is one error line naming its file. Every
+// file it touches, the history's and the exported one, it reaches through `calls`.
 class HistoryCommand {
 public:
-    explicit HistoryCommand(CLI::App& app);
+    explicit HistoryCommand(CLI::App& app, FileCalls& calls = FileCalls::system());
 
     // A heading, then one row per sample; "—" stands for an absent temperature.
     static std::string table(std::span<const TemperatureSample> samples);
@@ -46,6 +48,7 @@ private:
     void trend() const;
     void reset() const;
 
+    FileCalls& calls_;
     std::string file_;
     std::int64_t retentionDays_ = 7;
     bool json_ = false;

@@ -1,6 +1,6 @@
 // Feeds arbitrary bytes to the JSON decoders of the records that are read back from disk or from
 // other processes. Decoding may only succeed or throw DecodingError; whatever decodes as a sample
-// must survive being written and read again unchanged.
+// or a session must survive being written and read again unchanged.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -27,7 +27,9 @@ void decodeSample(std::string_view text) {
 void decodeSession(std::string_view text) {
     try {
         const tallowbeck::Session session = tallowbeck::Session::fromJSON(text);
-        tallowbeck::Session::fromJSON(session.json());
+        if (tallowbeck::Session::fromJSON(session.json()) != session) {
+            std::abort();
+        }
     } catch (const tallowbeck::DecodingError&) {
     }
 }

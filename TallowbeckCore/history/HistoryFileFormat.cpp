@@ -3,7 +3,6 @@
 #include <simdjson.h>
 
 #include <algorithm>
-#include <limits>
 #include <unordered_set>
 
 #include "TallowbeckCore/history/CorruptJournalEntryError.hpp"
@@ -35,11 +34,8 @@ void checkShapes(std::span<const JournalEntry> entries) {
 }
 
 simdjson::dom::array parseArray(simdjson::dom::parser& parser, const std::string& bytes) {
-    simdjson::dom::element root;
-    if (const auto error = parser.parse(bytes).get(root)) {
-        throw DecodingError(DecodingError::Kind::dataCorrupted, "",
-                            std::string("malformed JSON: ") + simdjson::error_message(error));
-    }
+    const simdjson::dom::element root = JSONObject::parseDocument(
+        parser, bytes, bytes.capacity() - bytes.size() >= simdjson::SIMDJSON_PADDING);
     simdjson::dom::array array;
     if (root.get(array) != simdjson::SUCCESS) {
         throw DecodingError(DecodingError::Kind::typeMismatch, "", "not a JSON array");
@@ -51,7 +47,7 @@ simdjson::dom::array parseArray(simdjson::dom::parser& parser, const std::string
 // latest cutoff of all; nothing before the last reset counts.
 struct JournalOutcome {
     std::vector<TemperatureSample> keptSamples;
-    double finalCutoff = -std::numeric_limits<double>::infinity();
+    double finalCutoff = HistoryFileFormat::distantPast;
     bool reset = false;
 };
 

@@ -8,12 +8,18 @@
 
 #include "TallowbeckCore/history/JournalEntry.hpp"
 #include "TallowbeckCore/history/TemperatureSample.hpp"
+#include "TallowbeckCore/support/InternetDateTime.hpp"
 
 namespace tallowbeck {
 
 // The bytes of the history's files and the history they denote.
 class HistoryFileFormat {
 public:
+    // The most distant past, 0000-01-01T00:00:00Z: where the journal's running cutoff starts, and
+    // the cutoff of an append whose own the journal could not hold. The earliest time the files
+    // can hold, so no sample in them lies before it.
+    static constexpr double distantPast = InternetDateTime::earliest;
+
     struct Journal {
         std::vector<JournalEntry> entries;
         // Up to and including the last line feed; what follows is a line whose writing was cut

@@ -30,9 +30,17 @@ void appendCelsius(std::string& line, std::optional<double> celsius) {
 
 std::string_view flag(bool value) { return value ? "true" : "false"; }
 
+// A time that no ISO 8601 date-time can express leaves the field empty rather than failing the
+// whole export; a history read from its files never holds one.
+void appendTimestamp(std::string& line, double recordedAt) {
+    if (InternetDateTime::canWrite(recordedAt)) {
+        line += InternetDateTime::text(recordedAt);
+    }
+}
+
 void appendLine(std::string& text, const TemperatureSample& sample) {
     text += '\n';
-    text += InternetDateTime::text(sample.recordedAt());
+    appendTimestamp(text, sample.recordedAt());
     text += ',';
     appendCelsius(text, sample.batteryCelsius());
     text += ',';

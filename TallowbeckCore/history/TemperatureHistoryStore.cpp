@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <string_view>
 #include <system_error>
 
@@ -13,8 +14,10 @@
 #include "TallowbeckCore/history/JournalEntry.hpp"
 #include "TallowbeckCore/posix/AtomicFile.hpp"
 #include "TallowbeckCore/posix/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/FileOwnership.hpp"
 #include "TallowbeckCore/posix/PosixFile.hpp"
 #include "TallowbeckCore/posix/SystemCall.hpp"
+#include "TallowbeckCore/support/InternetDateTime.hpp"
 #include "TallowbeckCore/support/LocalCalendar.hpp"
 
 namespace tallowbeck {
@@ -28,69 +31,55 @@ constexpr std::string_view folderName = "com.tallowbeck.Ordwell";
 constexpr std::string_view fileName = "temperature-history.json";
 constexpr std::array<std::string_view, 2> legacyFolderNames = {"com.tallowbeck.Brindlecove",
                                                                "com.tallowbeck.Tallowbeck"};
+constexpr std::string_view privateFolderPrefix = "com.tallowbeck-";
 constexpr std::int64_t journalEntriesBeforeCompaction = 1440;
 constexpr mode_t lockFileMode = 0600;
 constexpr mode_t dataFileMode = 0600;
 constexpr mode_t directoryMode = 0700;
-// 0001-01-01T00:00:00Z: the earliest time a cutoff is ever written as.
-constexpr double distantPast = -62135596800.0;
 
-std::filesystem::path supportDirectory(const UserDirectories& directories) {
-    return directories.applicationSupport().value_or(directories.temporary());
+// The folder that the histories lie below, the current one and the older ones alike.
+struct SupportFolder {
+    std::filesystem::path path;
+    // The user's own folder in the temporary directory, to be made and checked before use;
+    // nothing below application support.
+    std::optional<std::filesystem::path> privateFolder;
+};
+
+SupportFolder supportFolder(const UserDirectories& directories, uid_t user) {
+    if (std::optional<std::filesystem::path> support = directories.applicationSupport()) {
+        return SupportFolder{.path = std::move(*support), .privateFolder = std::nullopt};
+    }
+    std::filesystem::path folder =
+        directories.temporary() / (std::string(privateFolderPrefix) + std::to_string(user));
+    return SupportFolder{.path = folder, .privateFolder = folder};
 }
 
-bool fileExists(const std::filesystem::path& path) {
-    std::error_code ignored;
-    return std::filesystem::exists(path, ignored);
-}
-
-// Copies, never moves: the earlier application may still be installed and reading its file.
-void adoptLegacyHistory(const UserDirectories& directories, const std::filesystem::path& target) {
-    if (fileExists(target) || fileExists(HistoryFiles::beside(target).journal)) {
-        return;
-    }
-    for (const std::string_view legacyFolder : legacyFolderNames) {
-        const std::filesystem::path candidate =
-            supportDirectory(directories) / legacyFolder / fileName;
-        if (fileExists(candidate)) {
-            std::error_code ignored;
-            std::filesystem::create_directories(target.parent_path(), ignored);
-            std::filesystem::copy_file(candidate, target, ignored);
-            return;
-        }
-    }
-}
-
-std::filesystem::path resolvedFileURL(const std::optional<std::filesystem::path>& fileURL,
-                                      const UserDirectories& directories) {
-    if (!fileURL) {
-        std::filesystem::path target = TemperatureHistoryStore::defaultFileURL(directories);
-        adoptLegacyHistory(directories, target);
-        return target;
-    }
+std::filesystem::path absolutePath(const std::filesystem::path& path) {
     std::error_code error;
-    std::filesystem::path absolute = std::filesystem::absolute(*fileURL, error);
-    return error ? *fileURL : absolute;
+    std::filesystem::path absolute = std::filesystem::absolute(path, error);
+    return error ? path : absolute;
 }
 
+// The cutoff as the journal holds it: in whole seconds, and the most distant past when the
+// calendar gives no date that the journal could hold.
 double retentionCutoff(double now, std::int64_t retentionDays) {
-    return LocalCalendar::addingDays(now, -std::max<std::int64_t>(retentionDays, 1))
-        .value_or(distantPast);
+    const std::optional<double> cutoff =
+        LocalCalendar::addingDays(now, -std::max<std::int64_t>(retentionDays, 1));
+    return cutoff && InternetDateTime::canWrite(*cutoff) ? InternetDateTime::asWritten(*cutoff)
+                                                         : HistoryFileFormat::distantPast;
 }
 
 // The file's bytes, or nothing when it does not exist.
-std::optional<std::string> readWholeFile(FileCalls& calls, const std::filesystem::path& path) {
-    const int descriptor =
-        retryingInterrupted([&] { return calls.open(path.c_str(), O_RDONLY | O_CLOEXEC, 0); });
-    if (descriptor < 0 && errno == ENOENT) {
+std::optional<std::string> readWholeFile(FileCalls& calls, const std::filesystem::path& path,
+                                         uid_t user) {
+    const std::optional<OwnedFile> file =
+        OwnedFile::openIfExists(calls, path, O_RDONLY | O_CLOEXEC, user);
+    if (!file) {
         return std::nullopt;
     }
-    if (descriptor < 0) {
-        throwLastError("cannot open " + path.string());
-    }
-    const FileDescriptor file(descriptor);
     // Room for the JSON parser's padding spares it a copy of the whole file.
-    return PosixFile::readAll(calls, file.get(), path.string(), simdjson::SIMDJSON_PADDING);
+    return PosixFile::readAll(calls, file->descriptor.get(), path.string(),
+                              simdjson::SIMDJSON_PADDING);
 }
 
 // A line that did not reach the disk must not be read back as if it had. Should even cutting
@@ -104,14 +93,33 @@ void takeBackUnacknowledgedLine(FileCalls& calls, int journal, off_t validLength
     }
 }
 
+// Opens the lock file, creating it and the folders above it when missing. The folders are made
+// only then: making them every time would cost every operation a call.
+FileDescriptor openLockFile(FileCalls& calls, const HistoryFiles& files, uid_t user) {
+    const auto open = [&] {
+        return OwnedFile::open(calls, files.lock, O_RDWR | O_CREAT | O_CLOEXEC, lockFileMode, user)
+            .descriptor;
+    };
+    try {
+        return open();
+    } catch (const std::system_error& error) {
+        if (error.code() != std::errc::no_such_file_or_directory) {
+            throw;
+        }
+    }
+    PosixFile::createDirectories(calls, files.snapshot.parent_path(), directoryMode);
+    return open();
+}
+
+}  // namespace
+
 // The exclusive lock on the lock file for one operation; released and closed when it goes.
-class HeldLock {
+class TemperatureHistoryStore::HeldLock {
 public:
-    HeldLock(FileCalls& calls, const std::filesystem::path& lockFile)
-        : calls_(calls),
-          file_(PosixFile::open(calls, lockFile, O_RDWR | O_CREAT | O_CLOEXEC, lockFileMode)) {
+    HeldLock(FileCalls& calls, const HistoryFiles& files, uid_t user)
+        : calls_(calls), file_(openLockFile(calls, files, user)) {
         if (retryingInterrupted([&] { return calls_.flock(file_.get(), LOCK_EX); }) != 0) {
-            throwLastError("cannot lock " + lockFile.string());
+            throwLastError("cannot lock " + files.lock.string());
         }
     }
     HeldLock(const HeldLock&) = delete;
@@ -126,37 +134,46 @@ private:
     FileDescriptor file_;
 };
 
-}  // namespace
-
 TemperatureHistoryStore::TemperatureHistoryStore(std::optional<std::filesystem::path> fileURL,
                                                  FileCalls& calls,
-                                                 const UserDirectories& directories)
-    : files_(HistoryFiles::beside(resolvedFileURL(fileURL, directories))), calls_(&calls) {}
-
-std::filesystem::path TemperatureHistoryStore::defaultFileURL(const UserDirectories& directories) {
-    return supportDirectory(directories) / folderName / fileName;
+                                                 const UserDirectories& directories, uid_t user)
+    : calls_(&calls), user_(user) {
+    if (fileURL) {
+        files_ = HistoryFiles::beside(absolutePath(*fileURL));
+        return;
+    }
+    const SupportFolder support = supportFolder(directories, user);
+    files_ = HistoryFiles::beside(support.path / folderName / fileName);
+    privateFolder_ = support.privateFolder;
+    adoptLegacyHistory(support.path);
 }
 
-std::span<const TemperatureSample> TemperatureHistoryStore::samples() {
+std::filesystem::path TemperatureHistoryStore::defaultFileURL(const UserDirectories& directories,
+                                                              uid_t user) {
+    return supportFolder(directories, user).path / folderName / fileName;
+}
+
+HistorySamples TemperatureHistoryStore::samples() {
     locked([this] { read(); });
     return cachedSamples_->samples();
 }
 
-std::span<const TemperatureSample> TemperatureHistoryStore::append(const TemperatureSample& sample,
-                                                                   std::int64_t retentionDays,
-                                                                   double now) {
+HistorySamples TemperatureHistoryStore::append(const TemperatureSample& sample,
+                                               std::int64_t retentionDays, double now) {
     locked([&] {
         const double cutoff = retentionCutoff(now, retentionDays);
+        // Kept as the journal gives it back, so that this history equals a fresh read's.
+        const TemperatureSample added = sample.asWritten();
         // Encoded first: a sample that cannot be written changes nothing.
-        const std::string line = JournalEntry::sampleEntry(sample, cutoff).line();
+        const std::string line = JournalEntry::sampleEntry(added, cutoff).line();
         read();
         if (journalCount_ >= journalEntriesBeforeCompaction) {
             compact();
         }
         cachedSamples_->removeRecordedBefore(cutoff);
         // A duplicate still goes to the journal; readers skip it there.
-        if (!cachedSamples_->containsID(sample.id())) {
-            cachedSamples_->append(sample);
+        if (!cachedSamples_->containsID(added.id())) {
+            cachedSamples_->append(added);
         }
         appendToJournal(line);
     });
@@ -177,8 +194,7 @@ void TemperatureHistoryStore::reset() {
 
 template <typename Body>
 void TemperatureHistoryStore::locked(Body&& body) {
-    PosixFile::createDirectories(*calls_, files_.snapshot.parent_path(), directoryMode);
-    const HeldLock lock(*calls_, files_.lock);
+    const HeldLock held = lock();
     if (!revision_ || currentRevision() != *revision_) {
         forgetCache();
     }
@@ -192,6 +208,13 @@ void TemperatureHistoryStore::locked(Body&& body) {
     }
 }
 
+TemperatureHistoryStore::HeldLock TemperatureHistoryStore::lock() {
+    if (privateFolder_) {
+        FileOwnership::makePrivateDirectory(*calls_, *privateFolder_, user_);
+    }
+    return HeldLock(*calls_, files_, user_);
+}
+
 void TemperatureHistoryStore::forgetCache() noexcept {
     cachedSamples_.reset();
     journalCount_ = 0;
@@ -202,17 +225,56 @@ TemperatureHistoryStore::Revision TemperatureHistoryStore::currentRevision() con
     return {calls_->stamp(files_.snapshot.c_str()), calls_->stamp(files_.journal.c_str())};
 }
 
+// Whatever cannot be shown to be missing counts as there.
+bool TemperatureHistoryStore::exists(const std::filesystem::path& path) const {
+    FileAttributes attributes;
+    return retryingInterrupted([&] { return calls_->lstat(path.c_str(), attributes); }) == 0 ||
+           errno != ENOENT;
+}
+
+// Copies, never moves: the earlier application may still be installed and reading its file.
+// Under the lock, so that no other process starts the history meanwhile, and with an atomic
+// write, so that a crash leaves either the whole copy or none. Best effort: the store starts
+// empty when there is nothing it may adopt.
+void TemperatureHistoryStore::adoptLegacyHistory(const std::filesystem::path& supportFolder) {
+    const auto startedAlready = [this] {
+        return exists(files_.snapshot) || exists(files_.journal);
+    };
+    if (startedAlready()) {
+        return;
+    }
+    const auto candidate = std::ranges::find_if(legacyFolderNames, [&](std::string_view folder) {
+        return exists(supportFolder / folder / fileName);
+    });
+    if (candidate == legacyFolderNames.end()) {
+        return;
+    }
+    try {
+        const HeldLock held = lock();
+        if (startedAlready()) {
+            return;
+        }
+        if (const std::optional<std::string> bytes =
+                readWholeFile(*calls_, supportFolder / *candidate / fileName, user_)) {
+            AtomicFile::replace(*calls_, files_.snapshot, *bytes, dataFileMode);
+        }
+    } catch (const std::exception&) {
+        // Construction never fails; the first operation reports a folder it cannot use.
+    }
+}
+
 void TemperatureHistoryStore::read() {
     if (cachedSamples_) {
         return;
     }
-    const std::optional<std::string> journalBytes = readWholeFile(*calls_, files_.journal);
+    const std::optional<std::string> journalBytes = readWholeFile(*calls_, files_.journal, user_);
     const HistoryFileFormat::Journal journal = journalBytes
                                                    ? HistoryFileFormat::decodeJournal(*journalBytes)
                                                    : HistoryFileFormat::Journal{};
     std::vector<TemperatureSample> snapshot;
     if (!journal.containsReset()) {
-        if (const std::optional<std::string> bytes = readWholeFile(*calls_, files_.snapshot)) {
+        if (const std::optional<std::string> bytes =
+                readWholeFile(*calls_, files_.snapshot, user_)) {
             snapshot = HistoryFileFormat::decodeSnapshot(*bytes, journal.entries.size());
         }
     }
@@ -229,45 +291,35 @@ void TemperatureHistoryStore::compact() {
     journalLength_ = 0;
 }
 
-FileDescriptor TemperatureHistoryStore::openJournalForWriting() {
-    const auto open = [this] {
-        return retryingInterrupted(
-            [this] { return calls_->open(files_.journal.c_str(), O_WRONLY | O_CLOEXEC, 0); });
-    };
-    int descriptor = open();
-    if (descriptor < 0 && errno == ENOENT) {
-        AtomicFile::replace(*calls_, files_.journal, "", dataFileMode);
-        descriptor = open();
+OwnedFile TemperatureHistoryStore::openJournalForWriting() {
+    constexpr int flags = O_WRONLY | O_CLOEXEC;
+    if (std::optional<OwnedFile> journal =
+            OwnedFile::openIfExists(*calls_, files_.journal, flags, user_)) {
+        return std::move(*journal);
     }
-    if (descriptor < 0) {
-        throwLastError("cannot open " + files_.journal.string());
-    }
-    return FileDescriptor(descriptor);
+    AtomicFile::replace(*calls_, files_.journal, "", dataFileMode);
+    return OwnedFile::open(*calls_, files_.journal, flags, 0, user_);
 }
 
 void TemperatureHistoryStore::appendToJournal(const std::string& line) {
-    const FileDescriptor journal = openJournalForWriting();
+    const OwnedFile journal = openJournalForWriting();
+    const int descriptor = journal.descriptor.get();
     const auto validLength = static_cast<off_t>(journalLength_);
     const std::string what = files_.journal.string();
-    FileAttributes attributes;
-    if (retryingInterrupted([&] { return calls_->fstat(journal.get(), attributes); }) != 0) {
-        throwLastError("cannot read " + what);
-    }
     // Cuts off a line an interrupted writer left unfinished. Only then: truncating touches the
     // file's metadata, which costs the flush below almost as much again.
-    if (attributes.size > journalLength_ &&
-        retryingInterrupted([&] { return calls_->ftruncate(journal.get(), validLength); }) != 0) {
+    if (journal.attributes.size > journalLength_ &&
+        retryingInterrupted([&] { return calls_->ftruncate(descriptor, validLength); }) != 0) {
         throwLastError("cannot truncate " + what);
     }
-    if (retryingInterrupted([&] { return calls_->lseek(journal.get(), validLength, SEEK_SET); }) <
-        0) {
+    if (retryingInterrupted([&] { return calls_->lseek(descriptor, validLength, SEEK_SET); }) < 0) {
         throwLastError("cannot seek in " + what);
     }
     try {
-        PosixFile::writeAll(*calls_, journal.get(), line, what);
-        PosixFile::flush(*calls_, journal.get(), what);
+        PosixFile::writeAll(*calls_, descriptor, line, what);
+        PosixFile::flush(*calls_, descriptor, what);
     } catch (const std::system_error& failure) {
-        takeBackUnacknowledgedLine(*calls_, journal.get(), validLength, failure);
+        takeBackUnacknowledgedLine(*calls_, descriptor, validLength, failure);
         throw;
     }
     journalLength_ += line.size();

@@ -64,6 +64,12 @@ void TemperatureSample::writeJSON(JSONWriter& json) const {
         .endObject();
 }
 
+TemperatureSample TemperatureSample::asWritten() const noexcept {
+    TemperatureSample written = *this;
+    written.recordedAt_ = InternetDateTime::asWritten(recordedAt_);
+    return written;
+}
+
 TemperatureSample TemperatureSample::fromJSON(std::string_view text) {
     simdjson::dom::parser parser;
     return fromJSON(JSONObject::parse(parser, text));

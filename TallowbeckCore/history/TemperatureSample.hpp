@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,14 +17,17 @@ class JSONWriter;
 // situation then. Immutable once built.
 class TemperatureSample {
 public:
+    // A temperature that is not a finite number (NaN, an infinity) is absent: no reading gives
+    // one, and JSON could not carry it. Normalised here, where every sample is made, so that a
+    // sample reads the same in memory as it does back from the history's files.
     TemperatureSample(UUID id, double recordedAt, std::optional<double> batteryCelsius,
                       std::optional<double> cpuCelsius, std::optional<double> gpuCelsius,
                       SystemThermalState thermalState, bool sessionActive, bool lidClosed) noexcept
         : id_(id),
           recordedAt_(recordedAt),
-          batteryCelsius_(batteryCelsius),
-          cpuCelsius_(cpuCelsius),
-          gpuCelsius_(gpuCelsius),
+          batteryCelsius_(finiteOrAbsent(batteryCelsius)),
+          cpuCelsius_(finiteOrAbsent(cpuCelsius)),
+          gpuCelsius_(finiteOrAbsent(gpuCelsius)),
           thermalState_(thermalState),
           sessionActive_(sessionActive),
           lidClosed_(lidClosed) {}
@@ -43,6 +47,8 @@ public:
     // Throws std::out_of_range when `recordedAt` cannot be written as such a date-time.
     std::string json() const;
     void writeJSON(JSONWriter& json) const;
+    // The sample as its JSON form reads back: recorded at the whole second.
+    TemperatureSample asWritten() const noexcept;
 
     // Throws DecodingError. A missing or null "lidClosed" reads as false; unknown keys are ignored.
     static TemperatureSample fromJSON(std::string_view text);
@@ -51,6 +57,10 @@ public:
     friend bool operator==(const TemperatureSample&, const TemperatureSample&) = default;
 
 private:
+    static std::optional<double> finiteOrAbsent(std::optional<double> celsius) noexcept {
+        return celsius && std::isfinite(*celsius) ? celsius : std::nullopt;
+    }
+
     UUID id_;
     double recordedAt_;
     std::optional<double> batteryCelsius_;

@@ -23,7 +23,10 @@ struct SystemMetricsReader::SharedState {
 
 SystemMetricsReader::SystemMetricsReader(HostStatistics& host, VolumeCapacity& volumes,
                                          MemoryPressureEvents& pressureEvents)
-    : host_(host), volumes_(volumes), state_(std::make_shared<SharedState>()) {
+    : host_(host),
+      hostPort_(host.takePort()),
+      volumes_(volumes),
+      state_(std::make_shared<SharedState>()) {
     pressureSubscription_ =
         pressureEvents.subscribe([weakState = std::weak_ptr(state_)](std::uint64_t flags) {
             const std::shared_ptr<SharedState> state = weakState.lock();
@@ -36,12 +39,18 @@ SystemMetricsReader::SystemMetricsReader(HostStatistics& host, VolumeCapacity& v
         });
 }
 
+SystemMetricsReader::~SystemMetricsReader() {
+    pressureSubscription_.reset();
+    host_.releasePort(hostPort_);
+}
+
 SystemMetrics SystemMetricsReader::read() noexcept {
     const std::optional<double> cpuUsage = sampleCPU();
     const std::uint64_t physicalMemory = host_.physicalMemory();
-    const std::optional<VirtualMemoryPages> pages = host_.virtualMemoryPages();
+    const std::optional<VirtualMemoryPages> pages = host_.virtualMemoryPages(hostPort_);
+    const std::optional<std::uint64_t> pageSize = host_.pageSize(hostPort_);
     const MetricsComputation::MemoryFigures memory =
-        MetricsComputation::memoryFigures(physicalMemory, pages, host_.pageSize());
+        MetricsComputation::memoryFigures(physicalMemory, pages, pageSize);
     const MetricsComputation::DiskFigures disk =
         MetricsComputation::diskFigures(volumes_.capacities(startupVolumePath));
     const SystemMemoryPressure level = currentMemoryPressure();
@@ -57,7 +66,7 @@ SystemMetrics SystemMetricsReader::read() noexcept {
 }
 
 std::optional<double> SystemMetricsReader::sampleCPU() noexcept {
-    const std::optional<CPUTickCounters> counters = host_.cpuTicks();
+    const std::optional<CPUTickCounters> counters = host_.cpuTicks(hostPort_);
     if (!counters) {
         return std::nullopt;
     }

@@ -21,11 +21,15 @@ public:
         VolumeCapacity& volumes = VolumeCapacity::system(),
         MemoryPressureEvents& pressureEvents = MemoryPressureEvents::system());
 
+    // Stops the memory-pressure events, then gives back the host port.
+    ~SystemMetricsReader();
+
     SystemMetricsReader(const SystemMetricsReader&) = delete;
     SystemMetricsReader& operator=(const SystemMetricsReader&) = delete;
 
-    // A figure that cannot be measured reads as documented on SystemMetrics and
-    // MetricsComputation; the rest of the sample proceeds.
+    // CPU, then memory, then disk, then the pressure level. A figure that cannot be measured
+    // reads as documented on SystemMetrics and MetricsComputation; the rest of the sample
+    // proceeds.
     SystemMetrics read() noexcept;
 
 private:
@@ -37,9 +41,11 @@ private:
     SystemMemoryPressure currentMemoryPressure() const noexcept;
 
     HostStatistics& host_;
+    // Taken at construction; every host query goes through it.
+    const HostStatistics::Port hostPort_;
     VolumeCapacity& volumes_;
     std::shared_ptr<SharedState> state_;
-    // Declared last so that it ends first: no handler runs once the reader is torn down.
+    // Ended first at teardown: no handler runs once the reader is torn down.
     std::unique_ptr<MemoryPressureEvents::Subscription> pressureSubscription_;
 };
 

@@ -21,14 +21,21 @@ struct VirtualMemoryPages {
     std::uint64_t compressor = 0;  // pages held by the memory compressor
 };
 
-// The host's processor and memory counters.
+// The host's processor and memory counters, queried through a host port that the caller takes
+// and gives back.
 class HostStatistics {
 public:
+    using Port = std::uint32_t;
+
     virtual ~HostStatistics() = default;
 
-    virtual std::optional<CPUTickCounters> cpuTicks() noexcept = 0;
-    virtual std::optional<VirtualMemoryPages> virtualMemoryPages() noexcept = 0;
-    virtual std::optional<std::uint64_t> pageSize() noexcept = 0;
+    // A send right to the host port; every one taken is given back with releasePort.
+    virtual Port takePort() noexcept = 0;
+    virtual void releasePort(Port port) noexcept = 0;
+
+    virtual std::optional<CPUTickCounters> cpuTicks(Port port) noexcept = 0;
+    virtual std::optional<VirtualMemoryPages> virtualMemoryPages(Port port) noexcept = 0;
+    virtual std::optional<std::uint64_t> pageSize(Port port) noexcept = 0;
     // Physical memory in bytes; 0 when unknown.
     virtual std::uint64_t physicalMemory() noexcept = 0;
 

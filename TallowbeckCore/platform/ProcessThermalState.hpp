@@ -4,13 +4,19 @@
 
 namespace tallowbeck {
 
-// The thermal state the operating system reports to the process: 0 nominal, 1 fair, 2 serious,
-// 3 critical. Other values are passed on as they come.
+// The thermal state the operating system reports to the process.
 class ProcessThermalState {
 public:
+    // In rising severity, as the system counts them from 0.
+    enum class Level { nominal, fair, serious, critical };
+
     virtual ~ProcessThermalState() = default;
 
-    virtual std::int64_t level() noexcept = 0;
+    virtual Level level() noexcept = 0;
+
+    // The level the system means by `reported`, 0 to 3; a number it should never report counts
+    // as nominal.
+    static Level levelReported(std::int64_t reported) noexcept;
 
     static ProcessThermalState& system();
 };

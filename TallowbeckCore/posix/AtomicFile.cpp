@@ -69,7 +69,9 @@ void AtomicFile::replace(FileCalls& calls, const std::filesystem::path& target,
     const std::filesystem::path temporary = temporarySibling(target);
     writeNewFile(calls, temporary, bytes, mode);
     moveOver(calls, temporary, target);
-    flushDirectory(calls, target.parent_path());
+    // A bare file name lies in the working directory.
+    const std::filesystem::path directory = target.parent_path();
+    flushDirectory(calls, directory.empty() ? std::filesystem::path(".") : directory);
 }
 
 }  // namespace tallowbeck

@@ -13,8 +13,7 @@ namespace {
 using namespace std::chrono;
 
 constexpr double secondsPerDay = 86400.0;
-// 0000-01-01T00:00:00Z and 10000-01-01T00:00:00Z.
-constexpr double earliestSeconds = -62167219200.0;
+// 10000-01-01T00:00:00Z.
 constexpr double endSeconds = 253402300800.0;
 // Far more digits than any clock gives, few enough for a buffer on the stack.
 constexpr std::size_t longestFraction = 64;
@@ -119,12 +118,6 @@ std::optional<ParsedTime> parse(std::string_view text, bool fractionAllowed) noe
         .fractionDigits = fraction};
 }
 
-// An offset can carry a time past either end of the four-digit years, where it could not be
-// written back.
-bool writable(double wholeSeconds) noexcept {
-    return wholeSeconds >= earliestSeconds && wholeSeconds < endSeconds;
-}
-
 // The double nearest to `wholeSeconds` + 0.`fractionDigits`, read from its exact decimal text.
 // Before 1970 that is minus (|wholeSeconds| - 1) + (1 - the fraction), whose digits are the
 // fraction's ten's complement.
@@ -177,11 +170,18 @@ WholeAndMilliseconds nearestMillisecond(double seconds) noexcept {
 
 }  // namespace
 
+bool canWrite(double secondsSince1970) noexcept {
+    const double whole = asWritten(secondsSince1970);
+    return whole >= earliest && whole < endSeconds;
+}
+
+double asWritten(double secondsSince1970) noexcept { return std::floor(secondsSince1970); }
+
 std::string text(double secondsSince1970) {
-    const double whole = std::floor(secondsSince1970);
-    if (!(whole >= earliestSeconds && whole < endSeconds)) {
+    if (!canWrite(secondsSince1970)) {
         throw std::out_of_range("a date-time outside the years 0000 to 9999 cannot be written");
     }
+    const double whole = asWritten(secondsSince1970);
     const auto seconds = static_cast<long long>(whole);
     const sys_days day{days{static_cast<int>(std::floor(whole / secondsPerDay))}};
     const year_month_day date{day};
@@ -216,7 +216,9 @@ std::string textWithMilliseconds(double secondsSince1970) {
 
 std::optional<double> secondsSince1970(std::string_view text) noexcept {
     const std::optional<ParsedTime> parsed = parse(text, false);
-    if (!parsed || !writable(static_cast<double>(parsed->wholeSeconds))) {
+    // An offset can carry a time past either end of the four-digit years, where it could not be
+    // written back.
+    if (!parsed || !canWrite(static_cast<double>(parsed->wholeSeconds))) {
         return std::nullopt;
     }
     return static_cast<double>(parsed->wholeSeconds);
@@ -228,7 +230,7 @@ std::optional<double> fractionalSecondsSince1970(std::string_view text) noexcept
         return std::nullopt;
     }
     const double seconds = withFraction(parsed->wholeSeconds, parsed->fractionDigits);
-    if (!writable(nearestMillisecond(seconds).wholeSeconds)) {
+    if (!canWrite(nearestMillisecond(seconds).wholeSeconds)) {
         return std::nullopt;
     }
     return seconds;

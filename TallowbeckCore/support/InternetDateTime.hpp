@@ -6,6 +6,15 @@
 
 namespace tallowbeck::InternetDateTime {
 
+// 0000-01-01T00:00:00Z, the earliest time `text` writes.
+constexpr double earliest = -62167219200.0;
+
+// Whether `text` can write the time: finite, from the year 0000 to the year 9999.
+bool canWrite(double secondsSince1970) noexcept;
+
+// The time as `text` writes it and `secondsSince1970` reads it back: its whole second.
+double asWritten(double secondsSince1970) noexcept;
+
 // ISO 8601 internet date-time text in UTC with whole seconds, "2024-05-01T12:34:56Z". A fraction
 // of a second is dropped. Throws std::out_of_range for a time that is not finite or lies outside
 // the years 0000 to 9999, which the form cannot express.

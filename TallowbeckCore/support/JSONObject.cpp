@@ -29,15 +29,71 @@ double number(simdjson::dom::element element, std::string_view key) {
     return typed<double>(element, key, "a number");
 }
 
+bool startsNumber(char character) noexcept {
+    return character == '-' || (character >= '0' && character <= '9');
+}
+
+bool continuesNumber(char character) noexcept {
+    return startsNumber(character) || character == '.' || character == 'e' || character == 'E' ||
+           character == '+';
+}
+
+// The text with ".0" after every integer outside strings, so that the parser reads each as a
+// double instead of refusing one that does not fit 64 bits.
+std::string withIntegersAsDecimals(std::string_view json) {
+    std::string decimals;
+    decimals.reserve(json.size() + json.size() / 4);
+    bool inString = false;
+    for (std::size_t index = 0; index < json.size();) {
+        const char character = json[index];
+        if (inString || character == '"' || !startsNumber(character)) {
+            decimals += character;
+            ++index;
+            if (inString && character == '\\' && index < json.size()) {
+                decimals += json[index++];
+            } else if (character == '"') {
+                inString = !inString;
+            }
+            continue;
+        }
+        std::size_t end = index + 1;
+        while (end < json.size() && continuesNumber(json[end])) {
+            ++end;
+        }
+        const std::string_view number = json.substr(index, end - index);
+        decimals += number;
+        if (number.find_first_of(".eE") == std::string_view::npos) {
+            decimals += ".0";
+        }
+        index = end;
+    }
+    return decimals;
+}
+
+[[noreturn]] void throwMalformed(simdjson::error_code error) {
+    throw DecodingError(Kind::dataCorrupted, "",
+                        std::string("malformed JSON: ") + simdjson::error_message(error));
+}
+
 }  // namespace
 
-JSONObject JSONObject::parse(simdjson::dom::parser& parser, std::string_view bytes) {
+simdjson::dom::element JSONObject::parseDocument(simdjson::dom::parser& parser,
+                                                 std::string_view bytes, bool padded) {
     simdjson::dom::element root;
-    if (const auto error = parser.parse(bytes.data(), bytes.size()).get(root)) {
-        throw DecodingError(Kind::dataCorrupted, "",
-                            std::string("malformed JSON: ") + simdjson::error_message(error));
+    auto error = parser.parse(bytes.data(), bytes.size(), !padded).get(root);
+    // The parser keeps nothing of the text it read, so the rewritten text may go at once.
+    if (error == simdjson::NUMBER_ERROR) {
+        const std::string decimals = withIntegersAsDecimals(bytes);
+        error = parser.parse(decimals).get(root);
     }
-    return from(root, "the text");
+    if (error) {
+        throwMalformed(error);
+    }
+    return root;
+}
+
+JSONObject JSONObject::parse(simdjson::dom::parser& parser, std::string_view bytes) {
+    return from(parseDocument(parser, bytes), "the text");
 }
 
 JSONObject JSONObject::from(simdjson::dom::element element, std::string_view what) {

@@ -84,6 +84,12 @@ JSONWriter& JSONWriter::null() {
     return *this;
 }
 
+JSONWriter& JSONWriter::numberText(std::string_view text) {
+    separate();
+    text_ += text;
+    return *this;
+}
+
 // Puts the comma between siblings; a value right after its key needs none.
 void JSONWriter::separate() {
     if (afterKey_) {

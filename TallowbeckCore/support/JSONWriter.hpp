@@ -27,6 +27,9 @@ public:
     JSONWriter& value(std::int64_t number);
     JSONWriter& value(std::uint64_t number);
     JSONWriter& null();
+    // A JSON number's text, written as it stands: for numbers that a double cannot hold exactly.
+    // The caller vouches that it is one.
+    JSONWriter& numberText(std::string_view text);
 
     // A member written only when the value is present: absent values have no key at all.
     template <typename T>

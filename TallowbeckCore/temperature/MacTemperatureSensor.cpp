@@ -9,15 +9,8 @@
 namespace tallowbeck {
 namespace {
 
-using Kind = RegistryProperties::Property::Kind;
+using Level = ProcessThermalState::Level;
 
-constexpr std::string_view batteryService = "AppleSmartBattery";
-constexpr std::string_view batteryTemperatureKey = "Temperature";
-constexpr std::string_view rootDomainService = "IOPMrootDomain";
-constexpr std::string_view clamshellStateKey = "AppleClamshellState";
-
-// The battery reports hundredths of a degree.
-constexpr double hundredthsPerDegree = 100.0;
 constexpr double lowestBatteryCelsius = 0.0;
 constexpr double highestBatteryCelsius = 100.0;
 
@@ -69,31 +62,37 @@ ChipTemperatureReading MacTemperatureSensor::readChipTemperatures() noexcept {
 }
 
 std::optional<double> MacTemperatureSensor::readBatteryCelsius() const noexcept {
-    const RegistryProperties::Property temperature =
-        registry_.property(batteryService, batteryTemperatureKey);
-    if (temperature.kind != Kind::number) {
+    const std::optional<double> temperature =
+        registry_
+            .property(RegistryProperties::batteryService, RegistryProperties::batteryTemperatureKey)
+            .asNumber();
+    if (!temperature) {
         return std::nullopt;
     }
-    return plausibleBatteryCelsius(temperature.number / hundredthsPerDegree);
+    return plausibleBatteryCelsius(*temperature /
+                                   RegistryProperties::batteryTemperatureUnitsPerDegree);
 }
 
 SystemThermalState MacTemperatureSensor::currentThermalState() const noexcept {
     switch (thermalState_.level()) {
-        case 1:
-            return SystemThermalState::fair;
-        case 2:
-            return SystemThermalState::serious;
-        case 3:
-            return SystemThermalState::critical;
-        default:
+        case Level::nominal:
             return SystemThermalState::nominal;
+        case Level::fair:
+            return SystemThermalState::fair;
+        case Level::serious:
+            return SystemThermalState::serious;
+        case Level::critical:
+            return SystemThermalState::critical;
     }
+    return SystemThermalState::nominal;
 }
 
 bool MacTemperatureSensor::readLidClosed() const noexcept {
-    const RegistryProperties::Property clamshell =
-        registry_.property(rootDomainService, clamshellStateKey);
-    return clamshell.kind == Kind::number && clamshell.number != 0.0;
+    const std::optional<double> clamshell =
+        registry_
+            .property(RegistryProperties::rootDomainService, RegistryProperties::clamshellStateKey)
+            .asNumber();
+    return clamshell && *clamshell != 0.0;
 }
 
 }  // namespace tallowbeck

@@ -36,11 +36,11 @@ public:
     TemperatureSample readSample(bool sessionActive) noexcept override;
     ChipTemperatureReading readChipTemperatures() noexcept override;
 
-    // The battery's "Temperature" in degrees Celsius, when it lies within 0 to 100 °C.
+    // The battery's temperature in degrees Celsius, when it is a number (or boolean) within 0 to
+    // 100 °C.
     std::optional<double> readBatteryCelsius() const noexcept;
-    // The system's level 0 to 3; a level the system should never report counts as nominal.
     SystemThermalState currentThermalState() const noexcept;
-    // True when the root domain reports the clamshell as closed.
+    // True when the root domain reports the clamshell as closed: a non-zero number or true.
     bool readLidClosed() const noexcept;
 
     SMCChipTemperatureSensor chipSensor;

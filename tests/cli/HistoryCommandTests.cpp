@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <simdjson.h>
-#include <spawn.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <chrono>
@@ -15,12 +13,11 @@
 #include "TallowbeckCore/history/HistoryFileFormat.hpp"
 #include "TallowbeckCore/support/WallClock.hpp"
 #include "cli/HistoryCommand.hpp"
+#include "tests/testing/ChildProcess.hpp"
 #include "tests/testing/FileContents.hpp"
 #include "tests/testing/ProgramRun.hpp"
 #include "tests/testing/Samples.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
-
-extern char** environ;
 
 namespace tallowbeck {
 namespace {
@@ -231,69 +228,13 @@ TEST_F(HistoryCommandTest, BadNumbersAreUsageErrors) {
 
 TEST_F(HistoryCommandTest, HistoryNeedsASubcommand) { EXPECT_EQ(run({}).exitStatus, 2); }
 
-// A `tallowbeck` process left running, with the default handling of every signal; killed and
-// reaped if the test leaves it running.
-class RunningTool {
-public:
-    explicit RunningTool(const std::vector<std::string>& arguments) {
-        std::vector<std::string> words{TALLOWBECK_CLI_PATH};
-        words.insert(words.end(), arguments.begin(), arguments.end());
-        std::vector<char*> argv;
-        for (std::string& word : words) {
-            argv.push_back(word.data());
-        }
-        argv.push_back(nullptr);
-
-        posix_spawnattr_t attributes;
-        posix_spawnattr_init(&attributes);
-        sigset_t all;
-        sigset_t none;
-        sigfillset(&all);
-        sigemptyset(&none);
-        posix_spawnattr_setsigdefault(&attributes, &all);
-        posix_spawnattr_setsigmask(&attributes, &none);
-        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-        const int error =
-            ::posix_spawn(&pid_, words[0].c_str(), nullptr, &attributes, argv.data(), environ);
-        posix_spawnattr_destroy(&attributes);
-        if (error != 0) {
-            throw std::system_error(error, std::generic_category(), "posix_spawn");
-        }
-    }
-    RunningTool(const RunningTool&) = delete;
-    RunningTool& operator=(const RunningTool&) = delete;
-    ~RunningTool() {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, nullptr, 0);
-        }
-    }
-
-    void send(int signalNumber) const { ::kill(pid_, signalNumber); }
-
-    // The exit status once the process has ended within `limit`: -1 when a signal ended it,
-    // nothing when it is still running.
-    std::optional<int> exitStatusWithin(std::chrono::milliseconds limit) {
-        const auto deadline = std::chrono::steady_clock::now() + limit;
-        int status = 0;
-        while (::waitpid(pid_, &status, WNOHANG) == 0) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                return std::nullopt;
-            }
-            std::this_thread::sleep_for(20ms);
-        }
-        pid_ = 0;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-private:
-    pid_t pid_ = 0;
-};
-
 class RecordEveryTest : public HistoryCommandTest {
 protected:
-    RunningTool recordEvery(const std::string& seconds) const {
-        return RunningTool({"history", "--file", file().string(), "record", "--every", seconds});
+    // A `tallowbeck` left running, with the default handling of every signal.
+    testing::ChildProcess recordEvery(const std::string& seconds) const {
+        return testing::ChildProcess::start(
+            TALLOWBECK_CLI_PATH,
+            {"history", "--file", file().string(), "record", "--every", seconds});
     }
 
     // Waits, within a few seconds, until the history holds `count` samples.
@@ -310,10 +251,10 @@ protected:
 };
 
 TEST_F(RecordEveryTest, KeepsSamplingUntilSIGINTThenExitsCleanly) {
-    RunningTool tool = recordEvery("1");
+    testing::ChildProcess tool = recordEvery("1");
     ASSERT_TRUE(reachesSampleCount(2));
-    tool.send(SIGINT);
-    EXPECT_EQ(tool.exitStatusWithin(3s), 0);
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.waitForExit(3s).exitStatus(), 0);
     const std::vector<TemperatureSample> samples = shownSamples();
     ASSERT_GE(samples.size(), 2U);
     // A second apart; the stored times are whole seconds, so the gap reads as one or two.
@@ -323,11 +264,11 @@ TEST_F(RecordEveryTest, KeepsSamplingUntilSIGINTThenExitsCleanly) {
 }
 
 TEST_F(RecordEveryTest, SIGTERMEndsTheWaitAtOnce) {
-    RunningTool tool = recordEvery("600");
+    testing::ChildProcess tool = recordEvery("600");
     ASSERT_TRUE(reachesSampleCount(1));
     const auto signalledAt = std::chrono::steady_clock::now();
-    tool.send(SIGTERM);
-    EXPECT_EQ(tool.exitStatusWithin(3s), 0);
+    tool.signal(SIGTERM);
+    EXPECT_EQ(tool.waitForExit(3s).exitStatus(), 0);
     EXPECT_LT(std::chrono::steady_clock::now() - signalledAt, 3s);
     EXPECT_THAT(shownSamples(), SizeIs(1));
 }

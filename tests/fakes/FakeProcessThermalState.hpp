@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 #include "TallowbeckCore/platform/ProcessThermalState.hpp"
 
 namespace tallowbeck::testing {
@@ -9,10 +7,10 @@ namespace tallowbeck::testing {
 // Reports the level a test put in `reportedLevel` and counts the queries.
 class FakeProcessThermalState final : public ProcessThermalState {
 public:
-    std::int64_t reportedLevel = 0;
+    Level reportedLevel = Level::nominal;
     int queries = 0;
 
-    std::int64_t level() noexcept override {
+    Level level() noexcept override {
         ++queries;
         return reportedLevel;
     }

@@ -1,7 +1,5 @@
 #include "tests/fakes/FakeRegistryProperties.hpp"
 
-#include <algorithm>
-
 namespace tallowbeck::testing {
 
 namespace {
@@ -12,27 +10,17 @@ FakeRegistryProperties::Lookup lookupOf(std::string_view serviceClass, std::stri
 
 }  // namespace
 
-void FakeRegistryProperties::prepareNumber(std::string_view serviceClass, std::string_view key,
-                                           double number) {
-    properties_[lookupOf(serviceClass, key)] = {.kind = Property::Kind::number, .number = number};
+void FakeRegistryProperties::prepare(std::string_view serviceClass, std::string_view key,
+                                     RegistryValue value) {
+    properties_.insert_or_assign(lookupOf(serviceClass, key), std::move(value));
 }
 
-void FakeRegistryProperties::prepareKind(std::string_view serviceClass, std::string_view key,
-                                         Property::Kind kind) {
-    properties_[lookupOf(serviceClass, key)] = {.kind = kind, .number = meaninglessNumber};
-}
-
-std::size_t FakeRegistryProperties::lookupCount(std::string_view serviceClass,
-                                                std::string_view key) const {
-    return static_cast<std::size_t>(std::ranges::count(lookups, lookupOf(serviceClass, key)));
-}
-
-RegistryProperties::Property FakeRegistryProperties::property(std::string_view serviceClass,
-                                                              std::string_view key) noexcept {
+RegistryValue FakeRegistryProperties::property(std::string_view serviceClass,
+                                               std::string_view key) noexcept {
     lookups.push_back(lookupOf(serviceClass, key));
     const auto prepared = properties_.find(lookups.back());
     if (prepared == properties_.end()) {
-        return {.kind = Property::Kind::serviceMissing, .number = meaninglessNumber};
+        return RegistryValue::missingService();
     }
     return prepared->second;
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <map>
 #include <string>
 #include <string_view>
@@ -17,21 +16,14 @@ class FakeRegistryProperties final : public RegistryProperties {
 public:
     using Lookup = std::pair<std::string, std::string>;
 
-    // What an answer that is not a number carries in its number field, so that a reader who
-    // takes it anyway is caught: a plausible battery temperature and a closed lid.
-    static constexpr double meaninglessNumber = 3012.0;
-
-    void prepareNumber(std::string_view serviceClass, std::string_view key, double number);
-    void prepareKind(std::string_view serviceClass, std::string_view key, Property::Kind kind);
-
-    std::size_t lookupCount(std::string_view serviceClass, std::string_view key) const;
+    void prepare(std::string_view serviceClass, std::string_view key, RegistryValue value);
 
     std::vector<Lookup> lookups;
 
-    Property property(std::string_view serviceClass, std::string_view key) noexcept override;
+    RegistryValue property(std::string_view serviceClass, std::string_view key) noexcept override;
 
 private:
-    std::map<Lookup, Property> properties_;
+    std::map<Lookup, RegistryValue> properties_;
 };
 
 }  // namespace tallowbeck::testing

@@ -4,6 +4,8 @@
 #include <bit>
 #include <cstring>
 
+#include "TallowbeckCore/support/WallClock.hpp"
+
 namespace tallowbeck::testing {
 namespace {
 

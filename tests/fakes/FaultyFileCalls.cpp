@@ -7,15 +7,6 @@
 
 namespace tallowbeck::testing {
 
-namespace {
-
-std::filesystem::path fileOf(int descriptor) {
-    std::error_code ignored;
-    return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), ignored);
-}
-
-}  // namespace
-
 std::string_view nameOf(FileFunction function) {
     switch (function) {
         case FileFunction::open:
@@ -46,6 +37,19 @@ std::string_view nameOf(FileFunction function) {
     throw std::invalid_argument("unknown file function");
 }
 
+std::string errorName(int error) {
+    switch (error) {
+        case EIO:
+            return "EIO";
+        case ENOSPC:
+            return "ENOSPC";
+        case EINTR:
+            return "EINTR";
+        default:
+            return std::to_string(error);
+    }
+}
+
 void FaultyFileCalls::arm(FileFunction function, int failingCall, int error) {
     fault_.emplace(Fault{.function = function,
                          .failingCall = failingCall,
@@ -70,10 +74,20 @@ int FaultyFileCalls::fail(std::filesystem::path target) {
     return -1;
 }
 
-int FaultyFileCalls::failOn(int descriptor) { return fail(fileOf(descriptor)); }
+int FaultyFileCalls::failOn(int descriptor) {
+    const auto opened = openedPaths_.find(descriptor);
+    return fail(opened != openedPaths_.end() ? opened->second : std::filesystem::path());
+}
 
 int FaultyFileCalls::open(const char* path, int flags, mode_t mode) {
-    return failsNow(FileFunction::open) ? fail(path) : ForwardingFileCalls::open(path, flags, mode);
+    if (failsNow(FileFunction::open)) {
+        return fail(path);
+    }
+    const int descriptor = ForwardingFileCalls::open(path, flags, mode);
+    if (descriptor >= 0) {
+        openedPaths_[descriptor] = path;
+    }
+    return descriptor;
 }
 
 ssize_t FaultyFileCalls::read(int descriptor, void* bytes, std::size_t count) {

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <array>
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <unordered_map>
 
 #include "tests/fakes/ForwardingFileCalls.hpp"
 
@@ -24,7 +27,16 @@ enum class FileFunction {
     unlink
 };
 
+inline constexpr std::array everyFileFunction = {
+    FileFunction::open,  FileFunction::read,      FileFunction::write,  FileFunction::lseek,
+    FileFunction::fsync, FileFunction::ftruncate, FileFunction::flock,  FileFunction::fstat,
+    FileFunction::lstat, FileFunction::mkdir,     FileFunction::rename, FileFunction::unlink};
+
 std::string_view nameOf(FileFunction function);
+
+// The symbolic name of an error a fault injects ("EIO", "ENOSPC", "EINTR"), for test names on
+// every system; the number for any other.
+std::string errorName(int error);
 
 // The system's file calls, except that one call fails while a fault is armed.
 class FaultyFileCalls final : public ForwardingFileCalls {
@@ -69,6 +81,9 @@ private:
     int failOn(int descriptor);
 
     std::optional<Fault> fault_;
+    // The path each descriptor was opened with. A closed descriptor's entry stays until its
+    // number is opened again, which is all a failing call on it needs.
+    std::unordered_map<int, std::filesystem::path> openedPaths_;
 };
 
 // Arms a fault for as long as it exists.

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <thread>
 #include <vector>
 
 #include "TallowbeckCore/history/CachedHistory.hpp"
@@ -8,12 +11,9 @@
 namespace tallowbeck {
 namespace {
 
+using testing::listOf;
 using testing::recordedAgain;
 using testing::sampleAt;
-
-std::vector<TemperatureSample> listOf(std::span<const TemperatureSample> samples) {
-    return {samples.begin(), samples.end()};
-}
 
 std::vector<TemperatureSample> samplesAt(std::initializer_list<double> times) {
     std::vector<TemperatureSample> samples;
@@ -111,6 +111,63 @@ TEST(CachedHistoryTests, StaysCorrectThroughALongRunOfAppendsAndExpiries) {
     EXPECT_EQ(listOf(history.samples()), expected);
     EXPECT_TRUE(history.containsID(expected.front().id()));
     EXPECT_FALSE(history.containsID(recordedAgain(sampleAt(0), 0).id()));
+}
+
+// What was handed out stays as it was through every change the history goes through after.
+TEST(CachedHistoryTests, WhatWasHandedOutNeverChanges) {
+    const std::vector<TemperatureSample> samples = samplesAt({10, 20, 30, 40, 50, 60, 70, 80});
+    CachedHistory history(samples);
+    const HistorySamples before = history.samples();
+
+    history.removeRecordedBefore(15);  // an eighth dead in front: reclaimed at once
+    history.append(sampleAt(90));
+    const HistorySamples trimmed = history.samples();
+    history.append(sampleAt(5));  // out of order: a later trim takes samples from the middle
+    history.removeRecordedBefore(25);
+    for (int index = 0; index < 200; ++index) {
+        history.append(sampleAt(100 + index));  // the block fills up and moves
+    }
+
+    EXPECT_EQ(listOf(before), samples);
+    EXPECT_EQ(listOf(trimmed), (std::vector{samples[1], samples[2], samples[3], samples[4],
+                                            samples[5], samples[6], samples[7], trimmed.back()}));
+    EXPECT_EQ(trimmed.back().recordedAt(), 90);
+    EXPECT_EQ(history.samples().size(), 6U + 1U + 200U);
+}
+
+TEST(CachedHistoryTests, WhatWasHandedOutOutlivesTheHistory) {
+    const std::vector<TemperatureSample> samples = samplesAt({10, 20});
+    HistorySamples kept;
+    {
+        CachedHistory history(samples);
+        kept = history.samples();
+    }
+    EXPECT_EQ(listOf(kept), samples);
+}
+
+TEST(CachedHistoryTests, AnotherThreadReadsWhatWasHandedOutWhileTheHistoryChanges) {
+    constexpr int appends = 20000;
+    CachedHistory history(samplesAt({1, 2, 3, 4}));
+    history.append(sampleAt(5));  // shares the block's room with what is handed out next
+    const HistorySamples handedOut = history.samples();
+    const std::vector<TemperatureSample> expected = listOf(handedOut);
+    std::atomic<bool> done = false;
+    std::atomic<int> mismatches = 0;
+    std::thread reader([&] {
+        while (!done.load()) {
+            if (!std::equal(handedOut.begin(), handedOut.end(), expected.begin(), expected.end())) {
+                ++mismatches;
+            }
+        }
+    });
+    for (int index = 0; index < appends; ++index) {
+        history.append(sampleAt(10 + index));
+        history.removeRecordedBefore(index - 100);
+    }
+    done = true;
+    reader.join();
+    EXPECT_EQ(mismatches.load(), 0);
+    EXPECT_EQ(history.samples().back().recordedAt(), 10 + appends - 1);
 }
 
 }  // namespace

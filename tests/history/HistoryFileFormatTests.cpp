@@ -6,6 +6,7 @@
 #include "TallowbeckCore/history/CorruptJournalEntryError.hpp"
 #include "TallowbeckCore/history/HistoryDecodingError.hpp"
 #include "TallowbeckCore/history/HistoryFileFormat.hpp"
+#include "TallowbeckCore/support/InternetDateTime.hpp"
 #include "tests/testing/Samples.hpp"
 #include "tests/testing/Thrown.hpp"
 
@@ -249,6 +250,35 @@ TEST(HistoryFileFormatTests, ASnapshotThatDoesNotDecodeFailsWithTheDecoderError)
         EXPECT_FALSE(error->lineNumber().has_value());
         EXPECT_TRUE(std::string(error->what()).starts_with("snapshot: ")) << error->what();
     }
+}
+
+TEST(HistoryFileFormatTests, TheMostDistantPastIsTheEarliestTimeTheFilesHold) {
+    EXPECT_EQ(InternetDateTime::text(HistoryFileFormat::distantPast), "0000-01-01T00:00:00Z");
+    EXPECT_FALSE(InternetDateTime::canWrite(HistoryFileFormat::distantPast - 1));
+}
+
+TEST(HistoryFileFormatTests, SamplesAtTheMostDistantPastAreKept) {
+    const TemperatureSample inSnapshot = sampleAt(HistoryFileFormat::distantPast);
+    const TemperatureSample inJournal = sampleAt(HistoryFileFormat::distantPast);
+    EXPECT_EQ(historyOf(sampleLine(inJournal, HistoryFileFormat::distantPast), {inSnapshot}),
+              (std::vector{inSnapshot, inJournal}));
+    // The last entry's sample is judged by no cutoff at all.
+    EXPECT_EQ(historyOf(sampleLine(sampleAt(noon), noon) + sampleLine(inJournal, noon), {}).back(),
+              inJournal);
+}
+
+TEST(HistoryFileFormatTests, AnIntegerBeyond64BitsReadsAsTheNearestDouble) {
+    std::string bytes = sampleAt(noon, 30.0).json();
+    const std::string battery = "\"batteryCelsius\":30";
+    bytes.replace(bytes.find(battery), battery.size(), "\"batteryCelsius\":123456789012345678901");
+    const std::vector<TemperatureSample> snapshot =
+        HistoryFileFormat::decodeSnapshot("[" + bytes + "]");
+    ASSERT_EQ(snapshot.size(), 1U);
+    EXPECT_EQ(snapshot[0].batteryCelsius(), 1.2345678901234568e20);
+    const HistoryFileFormat::Journal journal = HistoryFileFormat::decodeJournal(
+        "{\"sample\":" + bytes + ",\"cutoff\":\"2024-04-24T00:00:00Z\"}\n");
+    ASSERT_EQ(journal.entries.size(), 1U);
+    EXPECT_EQ(journal.entries[0].sample->batteryCelsius(), 1.2345678901234568e20);
 }
 
 }  // namespace

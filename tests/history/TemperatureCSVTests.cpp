@@ -5,6 +5,7 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <locale>
 #include <string>
 #include <vector>
@@ -163,6 +164,23 @@ TEST_F(DecimalCommaLocaleTest, TemperaturesKeepADecimalPoint) {
     EXPECT_EQ(text,
               std::string(header) + "\n2024-05-01T12:34:56Z,31.25,fair,false,true,-0.50,1234.50");
     EXPECT_THAT(text, Not(HasSubstr("31,25")));
+}
+
+TEST(TemperatureCSVTests, ATimeNoDateTimeCanExpressIsAnEmptyTimestamp) {
+    for (const double recordedAt :
+         {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+          -std::numeric_limits<double>::infinity(), 1e20, -1e20, 253402300800.0, -62167219201.0}) {
+        EXPECT_EQ(lineOf(sampleAt(recordedAt, 31.25, std::nullopt, 40.0)),
+                  ",31.25,nominal,false,true,,40.00")
+            << recordedAt;
+    }
+}
+
+TEST(TemperatureCSVTests, TheFirstAndLastWritableSecondsAreWritten) {
+    EXPECT_EQ(lineOf(sampleAt(-62167219200.0, std::nullopt, std::nullopt, std::nullopt)),
+              "0000-01-01T00:00:00Z,,nominal,false,true,,");
+    EXPECT_EQ(lineOf(sampleAt(253402300799.5, std::nullopt, std::nullopt, std::nullopt)),
+              "9999-12-31T23:59:59Z,,nominal,false,true,,");
 }
 
 }  // namespace

@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <optional>
 #include <ostream>
 #include <span>
@@ -18,6 +16,7 @@
 #include "TallowbeckCore/history/JournalEntry.hpp"
 #include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
 #include "tests/fakes/FaultyFileCalls.hpp"
+#include "tests/testing/OpenDescriptors.hpp"
 #include "tests/testing/Samples.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
 #include "tests/testing/Thrown.hpp"
@@ -28,6 +27,8 @@ namespace {
 using testing::ArmedFault;
 using testing::FaultyFileCalls;
 using testing::FileFunction;
+using testing::listOf;
+using testing::openDescriptorCount;
 using testing::sampleAt;
 using testing::thrown;
 
@@ -41,10 +42,6 @@ constexpr std::size_t entriesBeforeCompaction = 1440;
 constexpr int callLimit = 64;
 constexpr const char* snapshotName = "history/h.json";
 constexpr const char* journalName = "history/h.json.journal";
-
-History listOf(std::span<const TemperatureSample> samples) {
-    return {samples.begin(), samples.end()};
-}
 
 History readBack(const std::filesystem::path& file) {
     return listOf(TemperatureHistoryStore(file).samples());
@@ -84,11 +81,6 @@ const JournalFile& fullJournal() {
         return JournalFile{std::move(samples), std::move(bytes)};
     }();
     return journal;
-}
-
-std::size_t openDescriptorCount() {
-    const std::filesystem::directory_iterator entries("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
 // What lies in the history's folder besides its three files, such as an abandoned temporary.
@@ -199,7 +191,7 @@ using FaultCase = std::tuple<Operation, FileFunction, int>;
 std::string faultCaseName(const ::testing::TestParamInfo<FaultCase>& tested) {
     const auto [operation, function, error] = tested.param;
     return nameOf(operation) + "_" + std::string(testing::nameOf(function)) + "_" +
-           strerrorname_np(error);
+           testing::errorName(error);
 }
 
 class TemperatureHistoryStoreFaultTests : public ::testing::TestWithParam<FaultCase> {
@@ -263,18 +255,13 @@ TEST_P(TemperatureHistoryStoreFaultTests, AnyFailingCallLeavesTheLastAcknowledge
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    EveryCallOfEveryOperation, TemperatureHistoryStoreFaultTests,
-    ::testing::Combine(::testing::Values(Operation::append, Operation::appendCompacting,
-                                         Operation::reset, Operation::samples),
-                       ::testing::Values(FileFunction::open, FileFunction::read,
-                                         FileFunction::write, FileFunction::lseek,
-                                         FileFunction::fsync, FileFunction::ftruncate,
-                                         FileFunction::flock, FileFunction::fstat,
-                                         FileFunction::lstat, FileFunction::mkdir,
-                                         FileFunction::rename, FileFunction::unlink),
-                       ::testing::Values(EIO, ENOSPC, EINTR)),
-    faultCaseName);
+INSTANTIATE_TEST_SUITE_P(EveryCallOfEveryOperation, TemperatureHistoryStoreFaultTests,
+                         ::testing::Combine(::testing::Values(Operation::append,
+                                                              Operation::appendCompacting,
+                                                              Operation::reset, Operation::samples),
+                                            ::testing::ValuesIn(testing::everyFileFunction),
+                                            ::testing::Values(EIO, ENOSPC, EINTR)),
+                         faultCaseName);
 
 // Each operation of a store with no files yet, for the tests about taking the lock.
 const std::vector<std::function<void(TemperatureHistoryStore&)>> firstOperations = {
@@ -287,6 +274,7 @@ TEST(TemperatureHistoryStoreLockFaultTests, ALockFileThatCannotBeOpenedFailsAndC
     for (const auto& operation : firstOperations) {
         const testing::TemporaryDirectory directory;
         const std::filesystem::path folder = directory.path() / "history";
+        std::filesystem::create_directory(folder);
         FaultyFileCalls calls;
         TemperatureHistoryStore store(folder / "h.json", calls);
         std::optional<std::system_error> failure;

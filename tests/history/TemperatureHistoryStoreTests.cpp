@@ -23,6 +23,7 @@ namespace tallowbeck {
 namespace {
 
 using testing::contentsOf;
+using testing::listOf;
 using testing::recordedAgain;
 using testing::sampleAt;
 using testing::thrown;
@@ -31,10 +32,6 @@ constexpr double now = 1713960000.0;  // 2024-04-24T12:00:00Z
 constexpr double hour = 3600.0;
 constexpr double day = 24 * hour;
 constexpr std::int64_t week = 7;
-
-std::vector<TemperatureSample> listOf(std::span<const TemperatureSample> samples) {
-    return {samples.begin(), samples.end()};
-}
 
 std::size_t lineCount(const std::string& bytes) {
     return static_cast<std::size_t>(std::ranges::count(bytes, '\n'));
@@ -401,10 +398,11 @@ TEST_F(DefaultHistoryTests, TheDefaultFileIsBelowApplicationSupport) {
     EXPECT_EQ(store.fileURL(), target());
 }
 
-TEST_F(DefaultHistoryTests, WithoutApplicationSupportTheTemporaryDirectoryServes) {
+TEST_F(DefaultHistoryTests, WithoutApplicationSupportAFolderOfTheUsersOwnInTheTemporaryOneServes) {
     const FakeUserDirectories noSupport(std::nullopt, directory.path() / "tmp");
-    EXPECT_EQ(TemperatureHistoryStore::defaultFileURL(noSupport),
-              directory.path() / "tmp" / "com.tallowbeck.Ordwell" / "temperature-history.json");
+    EXPECT_EQ(TemperatureHistoryStore::defaultFileURL(noSupport, 1234),
+              directory.path() / "tmp" / "com.tallowbeck-1234" / "com.tallowbeck.Ordwell" /
+                  "temperature-history.json");
 }
 
 TEST_F(DefaultHistoryTests, TheFirstLegacyHistoryIsCopiedAndLeftInPlace) {

@@ -233,5 +233,35 @@ TEST(TemperatureSampleTests, DecodesFromAnElementOfALargerDocument) {
     EXPECT_FALSE(samples[1].lidClosed());
 }
 
+TEST(TemperatureSampleTests, ATemperatureThatIsNotAFiniteNumberIsAbsent) {
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    const TemperatureSample made(*UUID::fromText(idText), noon, nan, infinity, -infinity,
+                                 SystemThermalState::fair, true, false);
+    EXPECT_EQ(made.batteryCelsius(), std::nullopt);
+    EXPECT_EQ(made.cpuCelsius(), std::nullopt);
+    EXPECT_EQ(made.gpuCelsius(), std::nullopt);
+    EXPECT_EQ(made, TemperatureSample(*UUID::fromText(idText), noon, std::nullopt, std::nullopt,
+                                      std::nullopt, SystemThermalState::fair, true, false));
+    EXPECT_EQ(TemperatureSample::fromJSON(made.json()), made);
+}
+
+TEST(TemperatureSampleTests, FiniteTemperaturesStayAsGiven) {
+    const TemperatureSample made(*UUID::fromText(idText), noon, -0.5, 1e300, 0.0,
+                                 SystemThermalState::fair, true, false);
+    EXPECT_EQ(made.batteryCelsius(), -0.5);
+    EXPECT_EQ(made.cpuCelsius(), 1e300);
+    EXPECT_EQ(made.gpuCelsius(), 0.0);
+}
+
+TEST(TemperatureSampleTests, AsWrittenIsWhatTheJSONFormReadsBack) {
+    for (const double recordedAt : {noon, noon + 0.75, -0.25, -62167219200.0}) {
+        const TemperatureSample original = sample(recordedAt, 30.25);
+        EXPECT_EQ(original.asWritten(), TemperatureSample::fromJSON(original.json())) << recordedAt;
+    }
+    EXPECT_EQ(sample(noon + 0.75, 30.25).asWritten().recordedAt(), noon);
+    EXPECT_EQ(sample(-0.25, 30.25).asWritten().recordedAt(), -1.0);
+}
+
 }  // namespace
 }  // namespace tallowbeck

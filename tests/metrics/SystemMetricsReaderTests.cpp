@@ -2,7 +2,10 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <thread>
+#include <vector>
 
 #include "TallowbeckCore/metrics/SystemMetricsReader.hpp"
 #include "tests/fakes/FakeHostStatistics.hpp"
@@ -247,6 +250,62 @@ TEST_F(SystemMetricsReaderTests, ConcurrentReadsAndEventsEachSeeOneConsistentLev
     secondReader.join();
     EXPECT_FALSE(inconsistent);
     EXPECT_EQ(reader().read().memoryPressure, SystemMemoryPressure::critical);
+}
+
+TEST_F(SystemMetricsReaderTests, TakesTheHostPortOnceAndQueriesThroughIt) {
+    reader().read();
+    host.ticks = counters(150, 1050);
+    // The fake answers only on the port it handed out.
+    const SystemMetrics metrics = reader().read();
+    EXPECT_TRUE(metrics.cpuUsage);
+    EXPECT_EQ(metrics.usedMemoryBytes, 60 * pageSize);
+    EXPECT_EQ(host.portsTaken, 1);
+    EXPECT_TRUE(host.releasedPorts.empty());
+}
+
+TEST_F(SystemMetricsReaderTests, TeardownEndsTheEventsThenGivesBackTheHostPort) {
+    reader();
+    bool subscribedAtRelease = true;
+    host.onQuery = [&](std::string_view query) {
+        if (query == "releasePort") {
+            subscribedAtRelease = pressureEvents.subscribed();
+        }
+    };
+    reader_.reset();
+    EXPECT_EQ(host.releasedPorts,
+              std::vector<HostStatistics::Port>{FakeHostStatistics::handedOutPort});
+    EXPECT_FALSE(subscribedAtRelease);
+}
+
+// Notes the disk query in the same list as the host's queries and, while answering it, reports
+// critical memory pressure.
+class DiskRaisingPressure final : public VolumeCapacity {
+public:
+    DiskRaisingPressure(std::vector<std::string>& queries, const FakeMemoryPressureEvents& events)
+        : queries_(queries), events_(events) {}
+
+    std::optional<VolumeCapacities> capacities(const std::string& /*path*/) noexcept override {
+        queries_.emplace_back("capacities");
+        events_.fire(MemoryPressureEvents::criticalFlag);
+        return VolumeCapacities{.total = 1000, .availableForImportantUsage = 400};
+    }
+
+private:
+    std::vector<std::string>& queries_;
+    const FakeMemoryPressureEvents& events_;
+};
+
+TEST_F(SystemMetricsReaderTests, ReadsCPUThenMemoryThenDiskThenThePressureLevel) {
+    std::vector<std::string> queries;
+    host.onQuery = [&](std::string_view query) { queries.emplace_back(query); };
+    DiskRaisingPressure disk(queries, pressureEvents);
+    const SystemMetrics metrics = SystemMetricsReader(host, disk, pressureEvents).read();
+
+    EXPECT_EQ(queries, (std::vector<std::string>{"cpuTicks", "physicalMemory", "virtualMemoryPages",
+                                                 "pageSize", "capacities", "releasePort"}));
+    // Read after the disk, the level is the one reported meanwhile.
+    EXPECT_EQ(metrics.memoryPressure, SystemMemoryPressure::critical);
+    EXPECT_EQ(metrics.memoryPressureScore, confinedScore(SystemMemoryPressure::critical, 0.3));
 }
 
 TEST(SystemMetricsReaderSystemTests, ReadsThisMachine) {

@@ -190,6 +190,15 @@ TEST_F(PowerControllerTests, ActivateAfterAnOpenLidSessionDoesNotTouchClosedLidS
     EXPECT_THAT(platform.calls, ElementsAre("release 1", createSystem));
 }
 
+TEST_F(PowerControllerTests, AnOpenLidActivationAfterAClosedLidOneLeavesNothingToReapply) {
+    controller->activate(true, true);
+    controller->activate(true, false);
+    EXPECT_FALSE(controller->closedLidSleepDisabled());
+    platform.calls.clear();
+    controller->reapplyClosedLidSetting();
+    EXPECT_THAT(platform.calls, IsEmpty());
+}
+
 TEST_F(PowerControllerTests, ActivateChangesNothingWhenReEnablingClosedLidSleepFails) {
     controller->activate(false, true);
     platform.calls.clear();
@@ -395,33 +404,60 @@ TEST_F(PowerControllerTests, TeardownSwallowsEveryFailure) {
     EXPECT_TRUE(platform.releaseStatuses.empty());
 }
 
-// The other thread gets time to read the state in the middle of the operation; holding the lock
-// for the whole operation is what makes it read the final state instead.
-constexpr auto chanceToInterleave = std::chrono::milliseconds(200);
+// How long another thread is given to get past the lock while an operation is inside the setter.
+// A controller without the lock lets it through within microseconds.
+constexpr auto chanceToGetPast = std::chrono::milliseconds(100);
+
+// Starts `read` on another thread the first time the setter runs, and notes whether it was still
+// waiting for the controller when the setter returned.
+template <typename Value>
+class ReadDuringSetter {
+public:
+    ReadDuringSetter(std::function<void()>& duringSetter, std::function<Value()> read)
+        : read_(std::move(read)) {
+        duringSetter = [this] {
+            if (!seen_.valid()) {
+                startReading();
+            }
+        };
+    }
+
+    bool stillWaitingWhileInsideTheSetter() const { return stillWaiting_; }
+    Value seen() { return seen_.get(); }
+
+private:
+    void startReading() {
+        std::promise<void> started;
+        seen_ = std::async(std::launch::async, [this, &started] {
+            started.set_value();
+            return read_();
+        });
+        started.get_future().wait();
+        stillWaiting_ = seen_.wait_for(chanceToGetPast) == std::future_status::timeout;
+    }
+
+    std::function<Value()> read_;
+    std::future<Value> seen_;
+    bool stillWaiting_ = false;
+};
 
 TEST_F(PowerControllerTests, AnotherThreadWaitsUntilActivateHasFinished) {
-    std::future<bool> seenByOtherThread;
-    duringSetter = [&] {
-        seenByOtherThread =
-            std::async(std::launch::async, [&] { return controller->closedLidSleepDisabled(); });
-        seenByOtherThread.wait_for(chanceToInterleave);
-    };
+    ReadDuringSetter<bool> other(duringSetter,
+                                 [&] { return controller->closedLidSleepDisabled(); });
     controller->activate(true, true);
     duringSetter = nullptr;
-    EXPECT_TRUE(seenByOtherThread.get());
+    EXPECT_TRUE(other.stillWaitingWhileInsideTheSetter());
+    EXPECT_TRUE(other.seen());
 }
 
 TEST_F(PowerControllerTests, AnotherThreadWaitsUntilDeactivateHasFinished) {
     controller->activate(true, true);
-    std::future<std::optional<std::uint32_t>> seenByOtherThread;
-    duringSetter = [&] {
-        seenByOtherThread =
-            std::async(std::launch::async, [&] { return controller->systemAssertionID(); });
-        seenByOtherThread.wait_for(chanceToInterleave);
-    };
+    ReadDuringSetter<std::optional<std::uint32_t>> other(
+        duringSetter, [&] { return controller->systemAssertionID(); });
     controller->deactivate();
     duringSetter = nullptr;
-    EXPECT_EQ(seenByOtherThread.get(), std::nullopt);
+    EXPECT_TRUE(other.stillWaitingWhileInsideTheSetter());
+    EXPECT_EQ(other.seen(), std::nullopt);
 }
 
 // The default collaborators go through the platform layer: the root domain's clamshell call

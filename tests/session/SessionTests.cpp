@@ -1,7 +1,14 @@
 #include <gtest/gtest.h>
 #include <simdjson.h>
 
+#include <bit>
+#include <cmath>
+#include <cstdint>
 #include <limits>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "TallowbeckCore/session/Session.hpp"
 #include "TallowbeckCore/support/DecodingError.hpp"
@@ -122,6 +129,85 @@ TEST(SessionTests, RoundTripIsExact) {
     for (const Session& session :
          {Session(now + 0.123456789, Duration::until(now + 7200.5), true, true), openEnded()}) {
         EXPECT_EQ(Session::fromJSON(session.json()), session);
+    }
+}
+
+// Times across every magnitude, both signs and the edges of the doubles, and times before 1985
+// whose difference from 2001 as a double has lost digits.
+std::vector<double> hardTimes() {
+    std::vector<double> times{
+        0.1, 0.0, -0.0, 1.0, -0.5, 1e-300, -1e-300, std::numeric_limits<double>::denorm_min(),
+        std::numeric_limits<double>::min(), std::numeric_limits<double>::max(),
+        std::numeric_limits<double>::lowest(), 1e300, -1e300, 9007199254740993.0 * 1024,
+        0x1p60 + 0x1p8,
+        // 1984-12-31T23:59:59.123456789Z, 1970-01-01T00:00:00.25Z.
+        473385599.123456789, 0.25, 978307200.0, 978307200.000001, 1714564800.123456};
+    std::mt19937_64 random(20240501);
+    std::uniform_int_distribution<std::uint64_t> bits;
+    while (times.size() < 2000) {
+        const double time = std::bit_cast<double>(bits(random));
+        if (std::isfinite(time)) {
+            times.push_back(time);
+        }
+    }
+    return times;
+}
+
+TEST(SessionTests, EveryFiniteTimeReadsBackExactly) {
+    for (const double time : hardTimes()) {
+        const Session session(time, Duration::until(time), false, true);
+        const Session decoded = Session::fromJSON(session.json());
+        EXPECT_EQ(decoded, session) << session.json();
+    }
+}
+
+TEST(SessionTests, TimesBefore1985ReadBackExactly) {
+    // 1970-01-01T00:00:00.1Z: as a double, 0.1 - 978307200 keeps only seven fractional digits.
+    // 1970-01-01T00:00:00.000000001Z ends it.
+    const Session session(0.1, Duration::until(1e-9), true, true);
+    EXPECT_EQ(Session::fromJSON(session.json()), session);
+    EXPECT_EQ(session.json(),
+              "{\"startedAt\":-978307199.9,\"endsAt\":-978307199.999999999,"
+              "\"closedLidEnabled\":true,\"allowsDisplaySleep\":true}");
+}
+
+TEST(SessionTests, ATimeWrittenBySomeoneElseIsRoundedOnlyOnce) {
+    // Read as a double first, -978307199.9000000000000001 would lose all but seven fractional
+    // digits and give 0.100000023841858.
+    const Session decoded = Session::fromJSON(
+        "{\"startedAt\":-978307199.9000000000000001,\"closedLidEnabled\":false,"
+        "\"allowsDisplaySleep\":false}");
+    EXPECT_EQ(decoded.startedAt(), 0.0999999999999999);
+}
+
+TEST(SessionTests, NonFiniteTimesAreRefusedWhereTheSessionIsMade) {
+    for (const double time :
+         {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+          -std::numeric_limits<double>::infinity()}) {
+        EXPECT_THROW(Session(time, Duration::indefinitely(), false, false), std::invalid_argument);
+        EXPECT_THROW(Session(now, Duration::until(time), false, false), std::invalid_argument);
+        Session session = endingAt(now);
+        EXPECT_THROW(session.setEndsAt(time), std::invalid_argument);
+        EXPECT_EQ(session.endsAt(), now);
+        EXPECT_THROW(session.extend(now, time), std::invalid_argument);
+        EXPECT_EQ(session.endsAt(), now);
+    }
+}
+
+TEST(SessionTests, AnExtensionPastTheLargestTimeIsRefusedAndChangesNothing) {
+    Session session = endingAt(std::numeric_limits<double>::max());
+    EXPECT_THROW(session.extend(now, std::numeric_limits<double>::max()), std::invalid_argument);
+    EXPECT_EQ(session.endsAt(), std::numeric_limits<double>::max());
+    Session openEnded = Session(now, Duration::indefinitely(), false, false);
+    EXPECT_THROW(openEnded.extend(std::numeric_limits<double>::quiet_NaN(), 60.0),
+                 std::invalid_argument);
+    EXPECT_FALSE(openEnded.endsAt());
+}
+
+TEST(SessionTests, TheJSONNeverHoldsANull) {
+    for (const double time : {std::numeric_limits<double>::max(), 1e-300, 0.0}) {
+        const std::string json = Session(time, Duration::until(time), true, false).json();
+        EXPECT_EQ(json.find("null"), std::string::npos) << json;
     }
 }
 

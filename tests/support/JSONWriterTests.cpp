@@ -41,6 +41,12 @@ TEST(JSONWriterTests, NonFiniteDoublesBecomeNull) {
     EXPECT_EQ(json.text(), "[null,null]");
 }
 
+TEST(JSONWriterTests, NumberTextIsWrittenAsItStands) {
+    JSONWriter json;
+    json.beginArray().numberText("-978307199.90000000000000000001").numberText("1e400").endArray();
+    EXPECT_EQ(json.text(), "[-978307199.90000000000000000001,1e400]");
+}
+
 TEST(JSONWriterTests, IntegersKeepTheirFullRange) {
     JSONWriter json;
     json.beginArray()

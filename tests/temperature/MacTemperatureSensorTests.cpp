@@ -4,6 +4,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "TallowbeckCore/support/WallClock.hpp"
@@ -23,7 +24,7 @@ using testing::FakeProcessThermalState;
 using testing::FakeRegistryProperties;
 using testing::FakeSMC;
 using testing::FakeSystemValues;
-using Kind = RegistryProperties::Property::Kind;
+using Level = ProcessThermalState::Level;
 
 constexpr const char* battery = "AppleSmartBattery";
 constexpr const char* temperature = "Temperature";
@@ -40,9 +41,18 @@ protected:
         values.values["machdep.cpu.brand_string"] = std::string("Apple M1\0", 9);
     }
 
-    std::optional<double> batteryCelsiusFor(double hundredths) {
-        registry.prepareNumber(battery, temperature, hundredths);
+    std::optional<double> batteryCelsiusFor(RegistryValue value) {
+        registry.prepare(battery, temperature, std::move(value));
         return makeSensor().readSample(false).batteryCelsius();
+    }
+
+    std::optional<double> batteryCelsiusFor(double hundredths) {
+        return batteryCelsiusFor(RegistryValue::number(hundredths));
+    }
+
+    bool lidClosedFor(RegistryValue clamshellState) {
+        registry.prepare(rootDomain, clamshell, std::move(clamshellState));
+        return makeSensor().readSample(false).lidClosed();
     }
 
     FakeRegistryProperties registry;
@@ -69,18 +79,23 @@ TEST_F(MacTemperatureSensorTests, ABatteryTemperatureOutsideTheRangeIsAbsent) {
 }
 
 TEST_F(MacTemperatureSensorTests, ABatteryTemperatureThatIsNotANumberIsAbsent) {
-    registry.prepareKind(battery, temperature, Kind::otherKind);
-    EXPECT_EQ(makeSensor().readSample(false).batteryCelsius(), std::nullopt);
+    EXPECT_EQ(batteryCelsiusFor(RegistryValue::text("3012")), std::nullopt);
+    EXPECT_EQ(batteryCelsiusFor(RegistryValue::ofOtherType()), std::nullopt);
+}
+
+TEST_F(MacTemperatureSensorTests, ABooleanBatteryTemperatureReadsAsOneOrZeroHundredths) {
+    EXPECT_EQ(batteryCelsiusFor(RegistryValue::boolean(true)), 0.01);
+    EXPECT_EQ(batteryCelsiusFor(RegistryValue::boolean(false)), 0.0);
 }
 
 TEST_F(MacTemperatureSensorTests, AMissingBatteryTemperatureIsAbsent) {
-    registry.prepareKind(battery, temperature, Kind::propertyMissing);
-    EXPECT_EQ(makeSensor().readSample(false).batteryCelsius(), std::nullopt);
+    EXPECT_EQ(batteryCelsiusFor(RegistryValue::missingProperty()), std::nullopt);
+    EXPECT_EQ(batteryCelsiusFor(RegistryValue::missingService()), std::nullopt);
 }
 
 TEST_F(MacTemperatureSensorTests, WithoutABatteryTheThermalAndLidStatesAreStillRead) {
-    thermalState.reportedLevel = 2;
-    registry.prepareNumber(rootDomain, clamshell, 1);
+    thermalState.reportedLevel = Level::serious;
+    registry.prepare(rootDomain, clamshell, RegistryValue::number(1));
     const TemperatureSample sample = makeSensor().readSample(false);
     EXPECT_EQ(sample.batteryCelsius(), std::nullopt);
     EXPECT_EQ(sample.thermalState(), SystemThermalState::serious);
@@ -90,41 +105,42 @@ TEST_F(MacTemperatureSensorTests, WithoutABatteryTheThermalAndLidStatesAreStillR
 // --- thermal state ---
 
 TEST_F(MacTemperatureSensorTests, TheFourSystemLevelsBecomeTheFourThermalStates) {
-    const std::vector<SystemThermalState> expected{
-        SystemThermalState::nominal, SystemThermalState::fair, SystemThermalState::serious,
-        SystemThermalState::critical};
-    for (std::int64_t level = 0; level < 4; ++level) {
+    const std::vector<std::pair<Level, SystemThermalState>> expected{
+        {Level::nominal, SystemThermalState::nominal},
+        {Level::fair, SystemThermalState::fair},
+        {Level::serious, SystemThermalState::serious},
+        {Level::critical, SystemThermalState::critical}};
+    for (const auto& [level, state] : expected) {
         thermalState.reportedLevel = level;
-        EXPECT_EQ(makeSensor().readSample(false).thermalState(),
-                  expected[static_cast<std::size_t>(level)])
-            << level;
+        EXPECT_EQ(makeSensor().readSample(false).thermalState(), state) << displayName(state);
     }
 }
 
-TEST_F(MacTemperatureSensorTests, AnUnknownSystemLevelIsNominal) {
-    for (const std::int64_t level : {std::int64_t{7}, std::int64_t{4}, std::int64_t{-1}}) {
-        thermalState.reportedLevel = level;
-        EXPECT_EQ(makeSensor().readSample(false).thermalState(), SystemThermalState::nominal)
-            << level;
-    }
+TEST_F(MacTemperatureSensorTests, AnOperatingSystemLevelOfSevenIsNominal) {
+    thermalState.reportedLevel = ProcessThermalState::levelReported(7);
+    EXPECT_EQ(makeSensor().readSample(false).thermalState(), SystemThermalState::nominal);
 }
 
 // --- lid ---
 
 TEST_F(MacTemperatureSensorTests, AClamshellStateOfOneIsAClosedLid) {
-    registry.prepareNumber(rootDomain, clamshell, 1);
-    EXPECT_TRUE(makeSensor().readSample(false).lidClosed());
+    EXPECT_TRUE(lidClosedFor(RegistryValue::number(1)));
 }
 
 TEST_F(MacTemperatureSensorTests, AClamshellStateOfZeroIsAnOpenLid) {
-    registry.prepareNumber(rootDomain, clamshell, 0);
-    EXPECT_FALSE(makeSensor().readSample(false).lidClosed());
+    EXPECT_FALSE(lidClosedFor(RegistryValue::number(0)));
+}
+
+TEST_F(MacTemperatureSensorTests, AClamshellStatePublishedAsABooleanIsRead) {
+    EXPECT_TRUE(lidClosedFor(RegistryValue::boolean(true)));
+    EXPECT_FALSE(lidClosedFor(RegistryValue::boolean(false)));
 }
 
 TEST_F(MacTemperatureSensorTests, AMissingOrUnreadableClamshellStateIsAnOpenLid) {
-    for (const Kind kind : {Kind::propertyMissing, Kind::serviceMissing, Kind::otherKind}) {
-        registry.prepareKind(rootDomain, clamshell, kind);
-        EXPECT_FALSE(makeSensor().readSample(false).lidClosed()) << static_cast<int>(kind);
+    for (const RegistryValue& state :
+         {RegistryValue::missingProperty(), RegistryValue::missingService(),
+          RegistryValue::text("1"), RegistryValue::ofOtherType()}) {
+        EXPECT_FALSE(lidClosedFor(state)) << static_cast<int>(state.type());
     }
 }
 
@@ -149,9 +165,9 @@ TEST_F(MacTemperatureSensorTests, ASampleReadsBatteryThenThermalStateThenLid) {
     struct ThermalStateAfterLookups final : ProcessThermalState {
         explicit ThermalStateAfterLookups(const FakeRegistryProperties& registry)
             : registry_(registry) {}
-        std::int64_t level() noexcept override {
+        Level level() noexcept override {
             lookupsBefore.push_back(registry_.lookups.size());
-            return 0;
+            return Level::nominal;
         }
         std::vector<std::size_t> lookupsBefore;
         const FakeRegistryProperties& registry_;

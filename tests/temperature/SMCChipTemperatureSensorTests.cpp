@@ -8,7 +8,6 @@
 #include <string_view>
 #include <vector>
 
-#include "TallowbeckCore/platform/linux/LinuxSMCUserClient.hpp"
 #include "TallowbeckCore/support/WallClock.hpp"
 #include "TallowbeckCore/temperature/SMCChipTemperatureSensor.hpp"
 #include "tests/fakes/FakeSMC.hpp"
@@ -156,17 +155,20 @@ TEST(SMCChipTemperatureSensorTests, TheReadingIsStampedWhenItIsCompleted) {
     EXPECT_LE(reading.recordedAt, after);
 }
 
-TEST(SMCChipTemperatureSensorTests, TheReadingIsDatedByTheGivenClockAfterItsLastKey) {
+TEST(SMCChipTemperatureSensorTests, TheReadingIsDatedByTheGivenClockAfterItsLastKeyBeforeTheClose) {
     FakeSMC smc;
     prepareEveryKey(smc, 50.0f);
     std::size_t callsWhenDated = 0;
-    const ChipTemperatureReading reading =
-        supportedSensor().readTemperatures(smc, [&smc, &callsWhenDated] {
-            callsWhenDated = smc.callCount();
-            return 1234.5;
-        });
+    std::size_t closesWhenDated = 0;
+    const ChipTemperatureReading reading = supportedSensor().readTemperatures(smc, [&] {
+        callsWhenDated = smc.callCount();
+        closesWhenDated = smc.closedConnections.size();
+        return 1234.5;
+    });
     EXPECT_EQ(reading.recordedAt, 1234.5);
     EXPECT_EQ(callsWhenDated, 28u);
+    EXPECT_EQ(closesWhenDated, 0u);
+    EXPECT_EQ(smc.closedConnections.size(), 1u);
 }
 
 TEST(SMCChipTemperatureSensorTests, TheHottestKeyOfEachGroupStandsForIt) {
@@ -289,13 +291,6 @@ TEST(SMCChipTemperatureSensorTests, AFailedOpenGivesAnEmptyReading) {
     EXPECT_GE(reading.recordedAt, before);
     EXPECT_EQ(smc.callCount(), 0u);
     EXPECT_TRUE(smc.closedConnections.empty());
-}
-
-TEST(SMCChipTemperatureSensorTests, LinuxHasNoControllerToRead) {
-    LinuxSMCUserClient smc;
-    const ChipTemperatureReading reading = supportedSensor().readTemperatures(smc);
-    EXPECT_EQ(reading.cpuCelsius, std::nullopt);
-    EXPECT_EQ(reading.gpuCelsius, std::nullopt);
 }
 
 // --- readBrandString ---

@@ -96,6 +96,13 @@ TEST(TemperatureTrendTests, NewestSampleWithoutABatteryValueIsNotTheLatest) {
         TemperatureTrend::rising);
 }
 
+TEST(TemperatureTrendTests, OldestSampleWithoutABatteryValueIsNotTheEarliest) {
+    EXPECT_EQ(trend({at(100.0, std::nullopt), at(200.0, 30.0), at(300.0, 31.0)}),
+              TemperatureTrend::rising);
+    // Taken as the earliest, the empty sample would make two moments out of one reading.
+    EXPECT_EQ(trend({at(100.0, std::nullopt), at(300.0, 31.0)}), TemperatureTrend::unavailable);
+}
+
 TEST(TemperatureTrendTests, TiesAtTheLatestTimeGoToTheLaterListEntry) {
     EXPECT_EQ(trend({at(100.0, 30.0), at(200.0, 31.0), at(200.0, 29.0)}),
               TemperatureTrend::falling);

@@ -7,6 +7,10 @@ TemperatureSample sampleAt(double recordedAt, std::optional<double> batteryCelsi
                              SystemThermalState::nominal, false, false);
 }
 
+std::vector<TemperatureSample> listOf(std::span<const TemperatureSample> samples) {
+    return {samples.begin(), samples.end()};
+}
+
 TemperatureSample recordedAgain(const TemperatureSample& sample, double recordedAt) {
     return TemperatureSample(sample.id(), recordedAt, sample.batteryCelsius(), sample.cpuCelsius(),
                              sample.gpuCelsius(), sample.thermalState(), sample.sessionActive(),

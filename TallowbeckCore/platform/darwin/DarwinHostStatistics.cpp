@@ -1,5 +1,6 @@
 #include "TallowbeckCore/platform/darwin/DarwinHostStatistics.hpp"
 
+#include <mach/mach.h>
 #include <sys/sysctl.h>
 
 #include <cstddef>
@@ -13,15 +14,17 @@ static_assert(sizeof(vm_statistics64_data_t) == 248 && HOST_VM_INFO64_COUNT == 6
 
 }  // namespace
 
-DarwinHostStatistics::DarwinHostStatistics() noexcept : hostPort_(mach_host_self()) {}
+HostStatistics::Port DarwinHostStatistics::takePort() noexcept { return mach_host_self(); }
 
-DarwinHostStatistics::~DarwinHostStatistics() { mach_port_deallocate(mach_task_self(), hostPort_); }
+void DarwinHostStatistics::releasePort(Port port) noexcept {
+    mach_port_deallocate(mach_task_self(), port);
+}
 
-std::optional<CPUTickCounters> DarwinHostStatistics::cpuTicks() noexcept {
+std::optional<CPUTickCounters> DarwinHostStatistics::cpuTicks(Port port) noexcept {
     host_cpu_load_info_data_t load{};
     mach_msg_type_number_t count = HOST_CPU_LOAD_INFO_COUNT;
-    if (host_statistics(hostPort_, HOST_CPU_LOAD_INFO, reinterpret_cast<host_info_t>(&load),
-                        &count) != KERN_SUCCESS) {
+    if (host_statistics(port, HOST_CPU_LOAD_INFO, reinterpret_cast<host_info_t>(&load), &count) !=
+        KERN_SUCCESS) {
         return std::nullopt;
     }
     return CPUTickCounters{.user = load.cpu_ticks[CPU_STATE_USER],
@@ -30,10 +33,10 @@ std::optional<CPUTickCounters> DarwinHostStatistics::cpuTicks() noexcept {
                            .nice = load.cpu_ticks[CPU_STATE_NICE]};
 }
 
-std::optional<VirtualMemoryPages> DarwinHostStatistics::virtualMemoryPages() noexcept {
+std::optional<VirtualMemoryPages> DarwinHostStatistics::virtualMemoryPages(Port port) noexcept {
     vm_statistics64_data_t statistics{};
     mach_msg_type_number_t count = HOST_VM_INFO64_COUNT;
-    if (host_statistics64(hostPort_, HOST_VM_INFO64, reinterpret_cast<host_info64_t>(&statistics),
+    if (host_statistics64(port, HOST_VM_INFO64, reinterpret_cast<host_info64_t>(&statistics),
                           &count) != KERN_SUCCESS) {
         return std::nullopt;
     }
@@ -43,9 +46,9 @@ std::optional<VirtualMemoryPages> DarwinHostStatistics::virtualMemoryPages() noe
                               .compressor = statistics.compressor_page_count};
 }
 
-std::optional<std::uint64_t> DarwinHostStatistics::pageSize() noexcept {
+std::optional<std::uint64_t> DarwinHostStatistics::pageSize(Port port) noexcept {
     vm_size_t size = 0;
-    if (host_page_size(hostPort_, &size) != KERN_SUCCESS) {
+    if (host_page_size(port, &size) != KERN_SUCCESS) {
         return std::nullopt;
     }
     return size;

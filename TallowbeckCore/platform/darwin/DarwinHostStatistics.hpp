@@ -1,27 +1,19 @@
 #pragma once
 
-#include <mach/mach.h>
-
 #include "TallowbeckCore/platform/HostStatistics.hpp"
 
 namespace tallowbeck {
 
-// Mach host statistics. The host port is taken once and given back when the instance goes away.
+// Mach host statistics on the port of mach_host_self, given back with mach_port_deallocate.
 class DarwinHostStatistics final : public HostStatistics {
 public:
-    DarwinHostStatistics() noexcept;
-    ~DarwinHostStatistics() override;
+    Port takePort() noexcept override;
+    void releasePort(Port port) noexcept override;
 
-    DarwinHostStatistics(const DarwinHostStatistics&) = delete;
-    DarwinHostStatistics& operator=(const DarwinHostStatistics&) = delete;
-
-    std::optional<CPUTickCounters> cpuTicks() noexcept override;
-    std::optional<VirtualMemoryPages> virtualMemoryPages() noexcept override;
-    std::optional<std::uint64_t> pageSize() noexcept override;
+    std::optional<CPUTickCounters> cpuTicks(Port port) noexcept override;
+    std::optional<VirtualMemoryPages> virtualMemoryPages(Port port) noexcept override;
+    std::optional<std::uint64_t> pageSize(Port port) noexcept override;
     std::uint64_t physicalMemory() noexcept override;
-
-private:
-    const host_t hostPort_;
 };
 
 }  // namespace tallowbeck

@@ -1,8 +1,5 @@
 #include "TallowbeckCore/platform/darwin/DarwinProcessExit.hpp"
 
-#include <sys/event.h>
-#include <unistd.h>
-
 #include "TallowbeckCore/posix/FileDescriptor.hpp"
 #include "TallowbeckCore/posix/SystemCall.hpp"
 
@@ -22,24 +19,9 @@ kevent64_s exitInterest(std::int32_t pid) noexcept {
             .ext = {0, 0}};
 }
 
-// False when the kernel refused, typically because the process is already gone; a result other
-// than 0 would mean an event came back although none was asked for, so it is not waited on
-// either.
-bool registerExitInterest(int queue, std::int32_t pid) noexcept {
-    const kevent64_s change = exitInterest(pid);
-    return SystemCall::retryingInterrupted(
-               [&] { return ::kevent64(queue, &change, 1, nullptr, 0, 0, nullptr); }) == 0;
-}
-
-// Any outcome other than an interruption ends the wait: the exit itself, or an error that would
-// only repeat.
-void waitForEvent(int queue) noexcept {
-    kevent64_s event{};
-    SystemCall::retryingInterrupted(
-        [&] { return ::kevent64(queue, nullptr, 0, &event, 1, 0, nullptr); });
-}
-
 }  // namespace
+
+DarwinProcessExit::DarwinProcessExit(KernelQueueCalls& calls) noexcept : calls_(calls) {}
 
 void DarwinProcessExit::waitForExit(std::int32_t pid) noexcept {
     const FileDescriptor queue = exitDescriptor(pid);
@@ -49,11 +31,23 @@ void DarwinProcessExit::waitForExit(std::int32_t pid) noexcept {
 }
 
 FileDescriptor DarwinProcessExit::exitDescriptor(std::int32_t pid) noexcept {
-    FileDescriptor queue(::kqueue());
+    FileDescriptor queue(calls_.kqueue());
     if (queue.isOpen() && !registerExitInterest(queue.get(), pid)) {
         queue.close();
     }
     return queue;
+}
+
+bool DarwinProcessExit::registerExitInterest(int queue, std::int32_t pid) noexcept {
+    const kevent64_s change = exitInterest(pid);
+    return SystemCall::retryingInterrupted(
+               [&] { return calls_.kevent64(queue, &change, 1, nullptr, 0, 0, nullptr); }) == 0;
+}
+
+void DarwinProcessExit::waitForEvent(int queue) noexcept {
+    kevent64_s event{};
+    SystemCall::retryingInterrupted(
+        [&] { return calls_.kevent64(queue, nullptr, 0, &event, 1, 0, nullptr); });
 }
 
 ProcessExit& ProcessExit::system() {

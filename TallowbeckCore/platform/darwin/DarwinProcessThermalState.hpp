@@ -5,10 +5,10 @@
 namespace tallowbeck {
 
 // The process's thermal state from Foundation, whose cases count from nominal (0) to critical
-// (3) in the same order.
+// (3) in the order of the levels.
 class DarwinProcessThermalState final : public ProcessThermalState {
 public:
-    std::int64_t level() noexcept override;
+    Level level() noexcept override;
 };
 
 }  // namespace tallowbeck

@@ -4,8 +4,8 @@
 
 namespace tallowbeck {
 
-std::int64_t DarwinProcessThermalState::level() noexcept {
-    return static_cast<std::int64_t>(NSProcessInfo.processInfo.thermalState);
+ProcessThermalState::Level DarwinProcessThermalState::level() noexcept {
+    return levelReported(static_cast<std::int64_t>(NSProcessInfo.processInfo.thermalState));
 }
 
 ProcessThermalState& ProcessThermalState::system() {

@@ -5,10 +5,11 @@
 namespace tallowbeck {
 
 // Registry properties through IOKit: the first service matching the class, its property read as
-// a Core Foundation object. Numbers of any width come out as doubles.
+// a Core Foundation object. Numbers of any width come out as doubles; booleans and strings keep
+// their own types.
 class DarwinRegistryProperties final : public RegistryProperties {
 public:
-    Property property(std::string_view serviceClass, std::string_view key) noexcept override;
+    RegistryValue property(std::string_view serviceClass, std::string_view key) noexcept override;
 };
 
 }  // namespace tallowbeck

@@ -144,7 +144,11 @@ HostStatistics& HostStatistics::system() {
 LinuxHostStatistics::LinuxHostStatistics(const std::filesystem::path& root)
     : statPath_(root / "proc/stat"), meminfoPath_(root / "proc/meminfo") {}
 
-std::optional<CPUTickCounters> LinuxHostStatistics::cpuTicks() noexcept {
+HostStatistics::Port LinuxHostStatistics::takePort() noexcept { return noPort; }
+
+void LinuxHostStatistics::releasePort(Port /*port*/) noexcept {}
+
+std::optional<CPUTickCounters> LinuxHostStatistics::cpuTicks(Port /*port*/) noexcept {
     std::array<char, statPrefixSize> buffer;
     const std::optional<std::string_view> text = KernelFile::readPrefix(statPath_.c_str(), buffer);
     if (!text) {
@@ -153,8 +157,8 @@ std::optional<CPUTickCounters> LinuxHostStatistics::cpuTicks() noexcept {
     return parseCPULine(firstLine(*text));
 }
 
-std::optional<VirtualMemoryPages> LinuxHostStatistics::virtualMemoryPages() noexcept {
-    const std::optional<std::uint64_t> size = pageSize();
+std::optional<VirtualMemoryPages> LinuxHostStatistics::virtualMemoryPages(Port port) noexcept {
+    const std::optional<std::uint64_t> size = pageSize(port);
     std::array<char, meminfoPrefixSize> buffer;
     const std::optional<std::string_view> text =
         KernelFile::readPrefix(meminfoPath_.c_str(), buffer);
@@ -168,7 +172,7 @@ std::optional<VirtualMemoryPages> LinuxHostStatistics::virtualMemoryPages() noex
     return pagesFromMeminfo(*kilobytes, *size);
 }
 
-std::optional<std::uint64_t> LinuxHostStatistics::pageSize() noexcept {
+std::optional<std::uint64_t> LinuxHostStatistics::pageSize(Port /*port*/) noexcept {
     const long size = ::sysconf(_SC_PAGESIZE);
     if (size <= 0) {
         return std::nullopt;
@@ -178,7 +182,7 @@ std::optional<std::uint64_t> LinuxHostStatistics::pageSize() noexcept {
 
 std::uint64_t LinuxHostStatistics::physicalMemory() noexcept {
     const long pages = ::sysconf(_SC_PHYS_PAGES);
-    const std::optional<std::uint64_t> size = pageSize();
+    const std::optional<std::uint64_t> size = pageSize(noPort);
     std::uint64_t bytes = 0;
     if (pages <= 0 || !size ||
         __builtin_mul_overflow(static_cast<std::uint64_t>(pages), *size, &bytes)) {

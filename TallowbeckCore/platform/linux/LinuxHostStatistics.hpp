@@ -8,7 +8,8 @@
 namespace tallowbeck {
 
 // Host statistics from <root>/proc/stat and <root>/proc/meminfo; page size and physical memory
-// from sysconf. A missing or garbled file makes that one query empty.
+// from sysconf. A missing or garbled file makes that one query empty. Linux has no host port:
+// the one handed out stands for nothing and the queries pass it by.
 //
 // CPU ticks, from the first "cpu" line of /proc/stat (user nice system idle iowait irq softirq
 // steal ...; fields after idle may be absent on old kernels and count as 0):
@@ -26,9 +27,14 @@ class LinuxHostStatistics final : public HostStatistics {
 public:
     explicit LinuxHostStatistics(const std::filesystem::path& root = "/");
 
-    std::optional<CPUTickCounters> cpuTicks() noexcept override;
-    std::optional<VirtualMemoryPages> virtualMemoryPages() noexcept override;
-    std::optional<std::uint64_t> pageSize() noexcept override;
+    static constexpr Port noPort = 0;
+
+    Port takePort() noexcept override;
+    void releasePort(Port port) noexcept override;
+
+    std::optional<CPUTickCounters> cpuTicks(Port port) noexcept override;
+    std::optional<VirtualMemoryPages> virtualMemoryPages(Port port) noexcept override;
+    std::optional<std::uint64_t> pageSize(Port port) noexcept override;
     std::uint64_t physicalMemory() noexcept override;
 
 private:

@@ -1,36 +1,27 @@
 #include "TallowbeckCore/platform/linux/LinuxProcessExit.hpp"
 
-#include <poll.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include "TallowbeckCore/posix/FileDescriptor.hpp"
 #include "TallowbeckCore/posix/SystemCall.hpp"
 
 namespace tallowbeck {
-namespace {
 
-// Any outcome other than an interruption ends the wait: the exit itself, or an error that would
-// only repeat.
-void waitUntilReadable(int descriptor) noexcept {
-    pollfd entry{descriptor, POLLIN, 0};
-    SystemCall::retryingInterrupted([&] { return ::poll(&entry, 1, -1); });
-}
-
-}  // namespace
+LinuxProcessExit::LinuxProcessExit(ProcessDescriptorCalls& calls) noexcept : calls_(calls) {}
 
 void LinuxProcessExit::waitForExit(std::int32_t pid) noexcept {
     const FileDescriptor descriptor = exitDescriptor(pid);
-    if (descriptor.isOpen()) {
-        waitUntilReadable(descriptor.get());
+    if (!descriptor.isOpen()) {
+        return;
     }
+    // Any outcome other than an interruption ends the wait: the exit itself, or an error that
+    // would only repeat.
+    pollfd entry{descriptor.get(), POLLIN, 0};
+    SystemCall::retryingInterrupted([&] { return calls_.poll(&entry, 1, -1); });
 }
 
 // Closed when the process is already gone, is not visible to us, or the kernel lacks pidfds.
 // Process descriptors are always closed on exec.
 FileDescriptor LinuxProcessExit::exitDescriptor(std::int32_t pid) noexcept {
-    return FileDescriptor(static_cast<int>(
-        SystemCall::retryingInterrupted([&] { return ::syscall(SYS_pidfd_open, pid, 0U); })));
+    return FileDescriptor(SystemCall::retryingInterrupted([&] { return calls_.pidfdOpen(pid); }));
 }
 
 ProcessExit& ProcessExit::system() {

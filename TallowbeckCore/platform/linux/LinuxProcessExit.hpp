@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TallowbeckCore/platform/ProcessExit.hpp"
+#include "TallowbeckCore/platform/linux/ProcessDescriptorCalls.hpp"
 
 namespace tallowbeck {
 
@@ -8,8 +9,14 @@ namespace tallowbeck {
 // Unlike waitpid this works for any process the caller may see, not only for its children.
 class LinuxProcessExit final : public ProcessExit {
 public:
+    explicit LinuxProcessExit(
+        ProcessDescriptorCalls& calls = ProcessDescriptorCalls::system()) noexcept;
+
     void waitForExit(std::int32_t pid) noexcept override;
     FileDescriptor exitDescriptor(std::int32_t pid) noexcept override;
+
+private:
+    ProcessDescriptorCalls& calls_;
 };
 
 }  // namespace tallowbeck

@@ -12,23 +12,19 @@ namespace tallowbeck {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::int64_t nominalLevel = 0;
-constexpr std::int64_t fairLevel = 1;
-constexpr std::int64_t seriousLevel = 2;
-constexpr std::int64_t criticalLevel = 3;
+using Level = ProcessThermalState::Level;
 
 constexpr std::string_view zonePrefix = "thermal_zone";
 
-std::optional<std::int64_t> levelOfTripType(std::string_view type) noexcept {
+std::optional<Level> levelOfTripType(std::string_view type) noexcept {
     if (type == "critical" || type == "hot") {
-        return criticalLevel;
+        return Level::critical;
     }
     if (type == "passive") {
-        return seriousLevel;
+        return Level::serious;
     }
     if (type == "active") {
-        return fairLevel;
+        return Level::fair;
     }
     return std::nullopt;
 }
@@ -44,19 +40,19 @@ fs::path tripPointFile(const fs::path& zone, int index, std::string_view attribu
 
 // The level of the highest trip point the zone has reached. The kernel numbers a zone's trip
 // points without gaps, so the first missing type ends them.
-std::int64_t zoneLevel(const fs::path& zone) noexcept {
+Level zoneLevel(const fs::path& zone) noexcept {
     const std::optional<std::int64_t> temperature = readMillidegrees(zone / "temp");
     if (!temperature) {
-        return nominalLevel;
+        return Level::nominal;
     }
-    std::int64_t level = nominalLevel;
+    Level level = Level::nominal;
     for (int index = 0;; ++index) {
         const std::optional<std::string> type =
             KernelFile::readAttribute(tripPointFile(zone, index, "type"));
         if (!type) {
             return level;
         }
-        const std::optional<std::int64_t> tripLevel = levelOfTripType(*type);
+        const std::optional<Level> tripLevel = levelOfTripType(*type);
         const std::optional<std::int64_t> tripTemperature =
             readMillidegrees(tripPointFile(zone, index, "temp"));
         if (tripLevel && tripTemperature && *tripTemperature > 0 &&
@@ -75,8 +71,8 @@ bool isZone(const fs::path& entry) noexcept {
 LinuxProcessThermalState::LinuxProcessThermalState(const fs::path& root)
     : thermalFolder_(root / "sys/class/thermal") {}
 
-std::int64_t LinuxProcessThermalState::level() noexcept {
-    std::int64_t highest = nominalLevel;
+ProcessThermalState::Level LinuxProcessThermalState::level() noexcept {
+    Level highest = Level::nominal;
     std::error_code error;
     for (fs::directory_iterator entry(thermalFolder_, error), end; !error && entry != end;
          entry.increment(error)) {

@@ -10,21 +10,10 @@ namespace tallowbeck {
 namespace {
 
 namespace fs = std::filesystem;
-using Property = RegistryProperties::Property;
-using Kind = Property::Kind;
 
-constexpr std::string_view batteryService = "AppleSmartBattery";
-constexpr std::string_view batteryTemperatureKey = "Temperature";
-constexpr std::string_view rootDomainService = "IOPMrootDomain";
-constexpr std::string_view clamshellStateKey = "AppleClamshellState";
-
-// The kernel reports tenths of a degree, the registry hundredths.
-constexpr double hundredthsPerTenth = 10.0;
+// The kernel reports tenths of a degree.
+constexpr double tenthsPerDegree = 10.0;
 constexpr std::string_view lidStateLabel = "state:";
-
-Property withKind(Kind kind) noexcept { return {.kind = kind, .number = 0.0}; }
-
-Property withNumber(double number) noexcept { return {.kind = Kind::number, .number = number}; }
 
 // The folders directly inside `folder`, sorted by name so that the first is always the same one.
 std::vector<fs::path> sortedSubfolders(const fs::path& folder) noexcept {
@@ -51,19 +40,16 @@ std::optional<fs::path> firstSubfolder(const fs::path& folder) noexcept {
 }
 
 // "state:      open" or "state:      closed", as the ACPI button driver writes it.
-Property clamshellState(std::string_view stateLine) noexcept {
+RegistryValue clamshellState(const std::string& stateLine) noexcept {
     if (!stateLine.starts_with(lidStateLabel)) {
-        return withKind(Kind::otherKind);
+        return RegistryValue::text(stateLine);
     }
-    std::string_view state = stateLine.substr(lidStateLabel.size());
+    std::string_view state = std::string_view(stateLine).substr(lidStateLabel.size());
     state.remove_prefix(std::min(state.find_first_not_of(' '), state.size()));
-    if (state == "open") {
-        return withNumber(0.0);
+    if (state == "open" || state == "closed") {
+        return RegistryValue::boolean(state == "closed");
     }
-    if (state == "closed") {
-        return withNumber(1.0);
-    }
-    return withKind(Kind::otherKind);
+    return RegistryValue::text(stateLine);
 }
 
 }  // namespace
@@ -72,45 +58,44 @@ LinuxRegistryProperties::LinuxRegistryProperties(const fs::path& root)
     : powerSupplyFolder_(root / "sys/class/power_supply"),
       lidFolder_(root / "proc/acpi/button/lid") {}
 
-RegistryProperties::Property LinuxRegistryProperties::property(std::string_view serviceClass,
-                                                               std::string_view key) noexcept {
+RegistryValue LinuxRegistryProperties::property(std::string_view serviceClass,
+                                                std::string_view key) noexcept {
     if (serviceClass == batteryService) {
         return batteryProperty(key);
     }
     if (serviceClass == rootDomainService) {
         return rootDomainProperty(key);
     }
-    return withKind(Kind::serviceMissing);
+    return RegistryValue::missingService();
 }
 
-RegistryProperties::Property LinuxRegistryProperties::batteryProperty(
-    std::string_view key) const noexcept {
+RegistryValue LinuxRegistryProperties::batteryProperty(std::string_view key) const noexcept {
     const std::optional<fs::path> battery = systemBattery();
     if (!battery) {
-        return withKind(Kind::serviceMissing);
+        return RegistryValue::missingService();
     }
     const std::optional<std::string> temperature =
         key == batteryTemperatureKey ? KernelFile::readAttribute(*battery / "temp") : std::nullopt;
     if (!temperature) {
-        return withKind(Kind::propertyMissing);
+        return RegistryValue::missingProperty();
     }
     const std::optional<std::int64_t> tenths = KernelFile::wholeNumber<std::int64_t>(*temperature);
     if (!tenths) {
-        return withKind(Kind::otherKind);
+        return RegistryValue::text(*temperature);
     }
-    return withNumber(static_cast<double>(*tenths) * hundredthsPerTenth);
+    return RegistryValue::number(static_cast<double>(*tenths) *
+                                 (batteryTemperatureUnitsPerDegree / tenthsPerDegree));
 }
 
-RegistryProperties::Property LinuxRegistryProperties::rootDomainProperty(
-    std::string_view key) const noexcept {
+RegistryValue LinuxRegistryProperties::rootDomainProperty(std::string_view key) const noexcept {
     const std::optional<fs::path> lid = firstSubfolder(lidFolder_);
     if (!lid) {
-        return withKind(Kind::serviceMissing);
+        return RegistryValue::missingService();
     }
     const std::optional<std::string> stateLine =
         key == clamshellStateKey ? KernelFile::readAttribute(*lid / "state") : std::nullopt;
     if (!stateLine) {
-        return withKind(Kind::propertyMissing);
+        return RegistryValue::missingProperty();
     }
     return clamshellState(*stateLine);
 }

@@ -15,25 +15,26 @@ namespace tallowbeck {
 // "AppleSmartBattery": the first folder, by name, of <root>/sys/class/power_supply whose "type"
 // is "Battery" and whose "scope" is not "Device" (the battery of a mouse or a game pad is not the
 // notebook's); none is a missing service, as on a desktop.
-//   "Temperature": its "temp" attribute, in tenths of a degree Celsius, given as hundredths (times
-//   10) like the registry's value. No readable "temp" is a missing property (the driver has no
-//   sensor, or cannot measure right now); text that is not an integer is of another kind.
+//   "Temperature": its "temp" attribute, in tenths of a degree Celsius, given as a number in the
+//   registry's unit. No readable "temp" is a missing property (the driver has no sensor, or
+//   cannot measure right now); text that is not an integer is handed over as text.
 //
 // "IOPMrootDomain": the first ACPI lid button, by name, in <root>/proc/acpi/button/lid; none is a
 // missing service (a desktop).
-//   "AppleClamshellState": the button's "state" file, "state:      open" giving 0 and "closed"
-//   giving 1. No readable file is a missing property; any other state text is of another kind.
+//   "AppleClamshellState": the button's "state" file, "state:      open" giving false and
+//   "closed" giving true, a boolean as the registry publishes it. No readable file is a missing
+//   property; any other state line is handed over as text.
 //
 // Every other service is missing.
 class LinuxRegistryProperties final : public RegistryProperties {
 public:
     explicit LinuxRegistryProperties(const std::filesystem::path& root = "/");
 
-    Property property(std::string_view serviceClass, std::string_view key) noexcept override;
+    RegistryValue property(std::string_view serviceClass, std::string_view key) noexcept override;
 
 private:
-    Property batteryProperty(std::string_view key) const noexcept;
-    Property rootDomainProperty(std::string_view key) const noexcept;
+    RegistryValue batteryProperty(std::string_view key) const noexcept;
+    RegistryValue rootDomainProperty(std::string_view key) const noexcept;
     std::optional<std::filesystem::path> systemBattery() const noexcept;
 
     std::filesystem::path powerSupplyFolder_;

@@ -7,6 +7,7 @@ typedef unsigned char UInt8;
 typedef unsigned int UInt32;
 
 typedef signed long CFIndex;
+static const CFIndex kCFNotFound = -1;
 typedef unsigned long CFTypeID;
 typedef const void* CFTypeRef;
 
@@ -15,6 +16,7 @@ typedef const struct __CFString* CFStringRef;
 typedef const struct __CFDictionary* CFDictionaryRef;
 typedef struct __CFDictionary* CFMutableDictionaryRef;
 typedef const struct __CFNumber* CFNumberRef;
+typedef const struct __CFBoolean* CFBooleanRef;
 typedef const struct __CFURL* CFURLRef;
 typedef struct __CFError* CFErrorRef;
 
@@ -41,9 +43,17 @@ CFTypeID CFGetTypeID(CFTypeRef cf);
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CFIndex numBytes,
                                     CFStringEncoding encoding, Boolean isExternalRepresentation);
+CFTypeID CFStringGetTypeID(void);
+CFIndex CFStringGetLength(CFStringRef theString);
+CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
+Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSize,
+                           CFStringEncoding encoding);
 
 CFTypeID CFNumberGetTypeID(void);
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr);
+
+CFTypeID CFBooleanGetTypeID(void);
+Boolean CFBooleanGetValue(CFBooleanRef boolean);
 
 extern const CFStringRef kCFURLVolumeTotalCapacityKey;
 extern const CFStringRef kCFURLVolumeAvailableCapacityForImportantUsageKey;

@@ -15,11 +15,17 @@
 #include <fstream>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "TallowbeckCore/platform/linux/LinuxProcessExit.hpp"
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
+#include "tests/testing/ChildProcess.hpp"
 
 namespace tallowbeck {
 namespace {
@@ -63,13 +69,6 @@ bool threadIsInPoll(pid_t tid) {
     return number == SYS_ppoll;
 }
 
-[[noreturn]] void exitWhenPipeCloses(int readEnd) {
-    char byte = 0;
-    while (::read(readEnd, &byte, 1) < 0 && errno == EINTR) {
-    }
-    ::_exit(0);
-}
-
 // A child process that lives until the test lets it go, and is killed if the test fails first.
 class WatchedChild {
 public:
@@ -78,56 +77,36 @@ public:
         if (::pipe2(ends, O_CLOEXEC) != 0) {
             throw std::system_error(errno, std::generic_category(), "pipe2");
         }
-        pid_ = ::fork();
-        if (pid_ == 0) {
-            ::close(ends[1]);
-            exitWhenPipeCloses(ends[0]);
-        }
-        ::close(ends[0]);
-        release_ = ends[1];
-        if (pid_ < 0) {
-            throw std::system_error(errno, std::generic_category(), "fork");
-        }
+        const FileDescriptor readEnd(ends[0]);
+        release_ = FileDescriptor(ends[1]);
+        process_ = testing::ChildProcess::fork([&] {
+            release_.close();
+            char byte = 0;
+            while (::read(readEnd.get(), &byte, 1) < 0 && errno == EINTR) {
+            }
+            return 0;
+        });
     }
 
-    ~WatchedChild() {
-        letExit();
-        ::kill(pid_, SIGKILL);
-        ::waitpid(pid_, nullptr, 0);
-    }
+    pid_t pid() const { return process_->pid(); }
 
-    WatchedChild(const WatchedChild&) = delete;
-    WatchedChild& operator=(const WatchedChild&) = delete;
-
-    pid_t pid() const { return pid_; }
-
-    void letExit() {
-        if (release_ >= 0) {
-            ::close(release_);
-            release_ = -1;
-        }
-    }
+    void letExit() { release_.close(); }
 
 private:
-    pid_t pid_ = -1;
-    int release_ = -1;
+    FileDescriptor release_;
+    std::optional<testing::ChildProcess> process_;
 };
 
-pid_t forkExitingChild() {
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::_exit(0);
-    }
-    if (pid < 0) {
-        throw std::system_error(errno, std::generic_category(), "fork");
-    }
-    return pid;
+// A child that ends at once.
+testing::ChildProcess exitingChild() {
+    return testing::ChildProcess::fork([] { return 0; });
 }
 
 // The id of a process that has come and gone, so nothing answers to it any more.
 pid_t reapedProcessID() {
-    const pid_t pid = forkExitingChild();
-    ::waitpid(pid, nullptr, 0);
+    testing::ChildProcess child = exitingChild();
+    const pid_t pid = child.pid();
+    child.waitForExit();
     return pid;
 }
 
@@ -244,6 +223,107 @@ private:
     struct sigaction previous_ {};
 };
 
+// System calls that answer as a test scripted them, one answer per call, and note each call. An
+// open that succeeds hands out a real descriptor, so that its closing can be seen.
+class ScriptedProcessDescriptorCalls final : public ProcessDescriptorCalls {
+public:
+    // A result, or -1 with this errno.
+    struct Answer {
+        int result = 0;
+        int error = 0;
+    };
+    static constexpr Answer descriptor{.result = 0, .error = 0};
+    static constexpr Answer failure(int error) { return {.result = -1, .error = error}; }
+    static constexpr Answer readable{.result = 1, .error = 0};
+
+    std::vector<Answer> openAnswers;
+    std::vector<Answer> pollAnswers;
+    std::vector<std::string> calls;
+    int openedDescriptor = -1;
+
+    int pidfdOpen(std::int32_t pid) override {
+        calls.push_back("pidfd_open " + std::to_string(pid));
+        const Answer answer = next(openAnswers);
+        if (answer.result == -1) {
+            return failed(answer);
+        }
+        openedDescriptor = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+        return openedDescriptor;
+    }
+
+    int poll(pollfd* entries, nfds_t count, int timeout) override {
+        calls.push_back("poll " + std::to_string(count) + " " + std::to_string(timeout) +
+                        (entries[0].fd == openedDescriptor && entries[0].events == POLLIN
+                             ? " on the descriptor"
+                             : " on something else"));
+        const Answer answer = next(pollAnswers);
+        return answer.result == -1 ? failed(answer) : answer.result;
+    }
+
+private:
+    static Answer next(std::vector<Answer>& answers) {
+        if (answers.empty()) {
+            throw std::logic_error("a call the test did not script");
+        }
+        const Answer answer = answers.front();
+        answers.erase(answers.begin());
+        return answer;
+    }
+
+    static int failed(Answer answer) {
+        errno = answer.error;
+        return -1;
+    }
+};
+
+bool isOpenDescriptor(int descriptor) { return ::fcntl(descriptor, F_GETFD) != -1; }
+
+class LinuxProcessExitCalls : public ::testing::Test {
+protected:
+    using Answer = ScriptedProcessDescriptorCalls::Answer;
+
+    std::vector<std::string> callsOfAWait(std::vector<Answer> openAnswers,
+                                          std::vector<Answer> pollAnswers) {
+        calls.openAnswers = std::move(openAnswers);
+        calls.pollAnswers = std::move(pollAnswers);
+        LinuxProcessExit(calls).waitForExit(watched);
+        return calls.calls;
+    }
+
+    static constexpr std::int32_t watched = 4242;
+    static constexpr const char* open = "pidfd_open 4242";
+    static constexpr const char* poll = "poll 1 -1 on the descriptor";
+    ScriptedProcessDescriptorCalls calls;
+};
+
+TEST_F(LinuxProcessExitCalls, AnInterruptedOpenIsRepeated) {
+    EXPECT_EQ(callsOfAWait({ScriptedProcessDescriptorCalls::failure(EINTR),
+                            ScriptedProcessDescriptorCalls::descriptor},
+                           {ScriptedProcessDescriptorCalls::readable}),
+              (std::vector<std::string>{open, open, poll}));
+    EXPECT_FALSE(isOpenDescriptor(calls.openedDescriptor));
+}
+
+TEST_F(LinuxProcessExitCalls, AnInterruptedWaitIsRepeated) {
+    EXPECT_EQ(callsOfAWait({ScriptedProcessDescriptorCalls::descriptor},
+                           {ScriptedProcessDescriptorCalls::failure(EINTR),
+                            ScriptedProcessDescriptorCalls::readable}),
+              (std::vector<std::string>{open, poll, poll}));
+    EXPECT_FALSE(isOpenDescriptor(calls.openedDescriptor));
+}
+
+TEST_F(LinuxProcessExitCalls, AnOpenThatFailsOtherwiseEndsTheWaitAtOnce) {
+    EXPECT_EQ(callsOfAWait({ScriptedProcessDescriptorCalls::failure(ESRCH)}, {}),
+              std::vector<std::string>{open});
+}
+
+TEST_F(LinuxProcessExitCalls, AWaitThatFailsOtherwiseEndsAndClosesTheDescriptor) {
+    EXPECT_EQ(callsOfAWait({ScriptedProcessDescriptorCalls::descriptor},
+                           {ScriptedProcessDescriptorCalls::failure(ENOMEM)}),
+              (std::vector<std::string>{open, poll}));
+    EXPECT_FALSE(isOpenDescriptor(calls.openedDescriptor));
+}
+
 TEST(LinuxProcessExit, IsTheSystemProcessExitOnLinux) {
     EXPECT_NE(dynamic_cast<LinuxProcessExit*>(&ProcessExit::system()), nullptr);
 }
@@ -274,18 +354,17 @@ TEST(LinuxProcessExit, ReturnsAtOnceForAProcessThatIsAlreadyGone) {
 }
 
 TEST(LinuxProcessExit, ReturnsAtOnceForAnExitedProcessNotYetReaped) {
-    const pid_t zombie = forkExitingChild();
+    const testing::ChildProcess zombie = exitingChild();
     siginfo_t info{};
-    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(zombie), &info, WEXITED | WNOWAIT), 0);
+    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(zombie.pid()), &info, WEXITED | WNOWAIT), 0);
     const long descriptorsBefore = openProcessDescriptorCount();
 
     {
-        BackgroundWait wait(zombie);
+        BackgroundWait wait(zombie.pid());
         EXPECT_TRUE(wait.finishedWithin(patience));
     }
 
     EXPECT_EQ(openProcessDescriptorCount(), descriptorsBefore);
-    ::waitpid(zombie, nullptr, 0);
 }
 
 TEST(LinuxProcessExit, ReturnsAtOnceForProcessIDsThatNameNoProcess) {

@@ -53,7 +53,7 @@ protected:
 
 TEST_F(LinuxHostStatisticsTests, TickCountersFromTheSummaryLine) {
     auto statistics = statisticsWith(wellFormedStat, wellFormedMeminfo);
-    const auto ticks = statistics.cpuTicks();
+    const auto ticks = statistics.cpuTicks(LinuxHostStatistics::noPort);
     ASSERT_TRUE(ticks);
     EXPECT_EQ(ticks->user, 10u);
     EXPECT_EQ(ticks->nice, 20u);
@@ -63,7 +63,7 @@ TEST_F(LinuxHostStatisticsTests, TickCountersFromTheSummaryLine) {
 
 TEST_F(LinuxHostStatisticsTests, OldKernelsWithFourCountersAreRead) {
     auto statistics = statisticsWith("cpu 1 2 3 4\ncpu0 1 2 3 4\n", wellFormedMeminfo);
-    const auto ticks = statistics.cpuTicks();
+    const auto ticks = statistics.cpuTicks(LinuxHostStatistics::noPort);
     ASSERT_TRUE(ticks);
     EXPECT_EQ(ticks->user, 1u);
     EXPECT_EQ(ticks->nice, 2u);
@@ -73,14 +73,15 @@ TEST_F(LinuxHostStatisticsTests, OldKernelsWithFourCountersAreRead) {
 
 TEST_F(LinuxHostStatisticsTests, StatWithoutTrailingNewlineIsRead) {
     auto statistics = statisticsWith("cpu  7 0 3 90", wellFormedMeminfo);
-    const auto ticks = statistics.cpuTicks();
+    const auto ticks = statistics.cpuTicks(LinuxHostStatistics::noPort);
     ASSERT_TRUE(ticks);
     EXPECT_EQ(ticks->idle, 90u);
 }
 
 TEST_F(LinuxHostStatisticsTests, MissingStatGivesNoTicks) {
     directory.write("proc/meminfo", wellFormedMeminfo);
-    EXPECT_EQ(LinuxHostStatistics(directory.path()).cpuTicks(), std::nullopt);
+    EXPECT_EQ(LinuxHostStatistics(directory.path()).cpuTicks(LinuxHostStatistics::noPort),
+              std::nullopt);
 }
 
 TEST_F(LinuxHostStatisticsTests, GarbledStatGivesNoTicks) {
@@ -88,13 +89,14 @@ TEST_F(LinuxHostStatisticsTests, GarbledStatGivesNoTicks) {
                              "intr 1 2 3 4\ncpu 1 2 3 4\n", "cpu  1 2 3 -4\n", "cpu  1 2 3 4x\n",
                              "cpu  1 2 3 99999999999999999999999\n", "cpux 1 2 3 4\n"}) {
         auto statistics = statisticsWith(stat, wellFormedMeminfo);
-        EXPECT_EQ(statistics.cpuTicks(), std::nullopt) << '"' << stat << '"';
+        EXPECT_EQ(statistics.cpuTicks(LinuxHostStatistics::noPort), std::nullopt)
+            << '"' << stat << '"';
     }
 }
 
 TEST_F(LinuxHostStatisticsTests, PageCountsFromMeminfo) {
     auto statistics = statisticsWith(wellFormedStat, wellFormedMeminfo);
-    const auto pages = statistics.virtualMemoryPages();
+    const auto pages = statistics.virtualMemoryPages(LinuxHostStatistics::noPort);
     ASSERT_TRUE(pages);
     EXPECT_EQ(pages->wired, pagesOf(65536 + 32768 + 98304 + 262144));
     EXPECT_EQ(pages->active, pagesOf(4194304));
@@ -106,7 +108,7 @@ TEST_F(LinuxHostStatisticsTests, NoZswapLineMeansNoCompressorPages) {
     std::string meminfo = wellFormedMeminfo;
     meminfo.erase(meminfo.find("Zswap:"), std::string("Zswap:            131072 kB\n").size());
     auto statistics = statisticsWith(wellFormedStat, meminfo);
-    const auto pages = statistics.virtualMemoryPages();
+    const auto pages = statistics.virtualMemoryPages(LinuxHostStatistics::noPort);
     ASSERT_TRUE(pages);
     EXPECT_EQ(pages->compressor, 0u);
     EXPECT_EQ(pages->active, pagesOf(4194304));
@@ -114,7 +116,8 @@ TEST_F(LinuxHostStatisticsTests, NoZswapLineMeansNoCompressorPages) {
 
 TEST_F(LinuxHostStatisticsTests, MissingMeminfoGivesNoPages) {
     directory.write("proc/stat", wellFormedStat);
-    EXPECT_EQ(LinuxHostStatistics(directory.path()).virtualMemoryPages(), std::nullopt);
+    EXPECT_EQ(LinuxHostStatistics(directory.path()).virtualMemoryPages(LinuxHostStatistics::noPort),
+              std::nullopt);
 }
 
 TEST_F(LinuxHostStatisticsTests, MeminfoWithoutARequiredFieldGivesNoPages) {
@@ -124,7 +127,8 @@ TEST_F(LinuxHostStatisticsTests, MeminfoWithoutARequiredFieldGivesNoPages) {
         const std::size_t start = meminfo.find(field);
         meminfo.erase(start, meminfo.find('\n', start) + 1 - start);
         auto statistics = statisticsWith(wellFormedStat, meminfo);
-        EXPECT_EQ(statistics.virtualMemoryPages(), std::nullopt) << field;
+        EXPECT_EQ(statistics.virtualMemoryPages(LinuxHostStatistics::noPort), std::nullopt)
+            << field;
     }
 }
 
@@ -137,23 +141,25 @@ TEST_F(LinuxHostStatisticsTests, GarbledMeminfoGivesNoPages) {
         std::string meminfo = wellFormedMeminfo;
         meminfo.replace(meminfo.find(wellFormedLine), wellFormedLine.size(), line);
         auto statistics = statisticsWith(wellFormedStat, meminfo);
-        EXPECT_EQ(statistics.virtualMemoryPages(), std::nullopt) << line;
+        EXPECT_EQ(statistics.virtualMemoryPages(LinuxHostStatistics::noPort), std::nullopt) << line;
     }
 }
 
 TEST_F(LinuxHostStatisticsTests, PageSizeAndPhysicalMemoryComeFromTheSystem) {
     LinuxHostStatistics statistics(directory.path());
-    EXPECT_EQ(statistics.pageSize(), systemPageSize());
+    EXPECT_EQ(statistics.pageSize(LinuxHostStatistics::noPort), systemPageSize());
     EXPECT_EQ(statistics.physicalMemory(),
               static_cast<std::uint64_t>(::sysconf(_SC_PHYS_PAGES)) * systemPageSize());
 }
 
 TEST(LinuxHostStatisticsSystemTests, ReadsThisMachine) {
     HostStatistics& statistics = HostStatistics::system();
-    const auto ticks = statistics.cpuTicks();
+    const HostStatistics::Port port = statistics.takePort();
+    const auto ticks = statistics.cpuTicks(port);
+    const auto pages = statistics.virtualMemoryPages(port);
+    statistics.releasePort(port);
     ASSERT_TRUE(ticks);
     EXPECT_GT(ticks->user + ticks->system + ticks->idle + ticks->nice, 0u);
-    const auto pages = statistics.virtualMemoryPages();
     ASSERT_TRUE(pages);
     EXPECT_GT(pages->wired + pages->active + pages->inactive, 0u);
     EXPECT_GT(statistics.physicalMemory(), 0u);

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 
 #include "TallowbeckCore/platform/linux/LinuxRegistryProperties.hpp"
@@ -10,7 +11,6 @@ namespace tallowbeck {
 namespace {
 
 using testing::TemporaryDirectory;
-using Kind = RegistryProperties::Property::Kind;
 
 constexpr std::string_view battery = "AppleSmartBattery";
 constexpr std::string_view temperature = "Temperature";
@@ -28,8 +28,8 @@ void writeLidState(const TemporaryDirectory& root, std::string_view state) {
     root.write("proc/acpi/button/lid/LID0/state", state);
 }
 
-RegistryProperties::Property lookUp(const TemporaryDirectory& root, std::string_view service,
-                                    std::string_view key) {
+RegistryValue lookUp(const TemporaryDirectory& root, std::string_view service,
+                     std::string_view key) {
     return LinuxRegistryProperties(root.path()).property(service, key);
 }
 
@@ -38,15 +38,13 @@ RegistryProperties::Property lookUp(const TemporaryDirectory& root, std::string_
 TEST(LinuxRegistryPropertiesTests, TheBatteryTemperatureInTenthsComesOutInHundredths) {
     TemporaryDirectory root;
     writeSupply(root, "BAT0", "Battery", "301");
-    const RegistryProperties::Property property = lookUp(root, battery, temperature);
-    EXPECT_EQ(property.kind, Kind::number);
-    EXPECT_EQ(property.number, 3010.0);
+    EXPECT_EQ(lookUp(root, battery, temperature), RegistryValue::number(3010.0));
 }
 
 TEST(LinuxRegistryPropertiesTests, ABatteryBelowFreezingIsANegativeNumber) {
     TemporaryDirectory root;
     writeSupply(root, "BAT0", "Battery", "-52");
-    EXPECT_EQ(lookUp(root, battery, temperature).number, -520.0);
+    EXPECT_EQ(lookUp(root, battery, temperature), RegistryValue::number(-520.0));
 }
 
 TEST(LinuxRegistryPropertiesTests, TheFirstBatteryByNameIsTheOneRead) {
@@ -54,7 +52,7 @@ TEST(LinuxRegistryPropertiesTests, TheFirstBatteryByNameIsTheOneRead) {
     writeSupply(root, "BAT1", "Battery", "400");
     writeSupply(root, "AC", "Mains", "100");
     writeSupply(root, "BAT0", "Battery", "300");
-    EXPECT_EQ(lookUp(root, battery, temperature).number, 3000.0);
+    EXPECT_EQ(lookUp(root, battery, temperature), RegistryValue::number(3000.0));
 }
 
 TEST(LinuxRegistryPropertiesTests, ThePeripheralsBatteriesAreNotTheNotebooks) {
@@ -63,24 +61,24 @@ TEST(LinuxRegistryPropertiesTests, ThePeripheralsBatteriesAreNotTheNotebooks) {
     root.write("sys/class/power_supply/hid-00:1f:20:aa:bb:cc-battery/scope", "Device\n");
     writeSupply(root, "max170xx_battery", "Battery", "330");
     root.write("sys/class/power_supply/max170xx_battery/scope", "System\n");
-    EXPECT_EQ(lookUp(root, battery, temperature).number, 3300.0);
+    EXPECT_EQ(lookUp(root, battery, temperature), RegistryValue::number(3300.0));
 }
 
 TEST(LinuxRegistryPropertiesTests, OnlyMainsPowerMeansNoBatteryService) {
     TemporaryDirectory root;
     writeSupply(root, "AC", "Mains", "300");
-    EXPECT_EQ(lookUp(root, battery, temperature).kind, Kind::serviceMissing);
+    EXPECT_EQ(lookUp(root, battery, temperature), RegistryValue::missingService());
 }
 
 TEST(LinuxRegistryPropertiesTests, NoPowerSupplyFolderMeansNoBatteryService) {
     TemporaryDirectory root;
-    EXPECT_EQ(lookUp(root, battery, temperature).kind, Kind::serviceMissing);
+    EXPECT_EQ(lookUp(root, battery, temperature), RegistryValue::missingService());
 }
 
 TEST(LinuxRegistryPropertiesTests, ABatteryWithoutATemperatureLacksTheProperty) {
     TemporaryDirectory root;
     root.write("sys/class/power_supply/BAT0/type", "Battery\n");
-    EXPECT_EQ(lookUp(root, battery, temperature).kind, Kind::propertyMissing);
+    EXPECT_EQ(lookUp(root, battery, temperature), RegistryValue::missingProperty());
 }
 
 TEST(LinuxRegistryPropertiesTests, ATemperatureThatFailsToReadLacksTheProperty) {
@@ -88,58 +86,56 @@ TEST(LinuxRegistryPropertiesTests, ATemperatureThatFailsToReadLacksTheProperty) 
     root.write("sys/class/power_supply/BAT0/type", "Battery\n");
     // Opening a folder succeeds and reading it fails, as a driver's read of a sensor can.
     std::filesystem::create_directories(root.path() / "sys/class/power_supply/BAT0/temp");
-    EXPECT_EQ(lookUp(root, battery, temperature).kind, Kind::propertyMissing);
+    EXPECT_EQ(lookUp(root, battery, temperature), RegistryValue::missingProperty());
 }
 
-TEST(LinuxRegistryPropertiesTests, ATemperatureThatIsNotAnIntegerIsOfAnotherKind) {
+TEST(LinuxRegistryPropertiesTests, ATemperatureThatIsNotAnIntegerIsHandedOverAsText) {
     for (const std::string_view text : {"warm", "30.1", "", "301 K"}) {
         TemporaryDirectory root;
         writeSupply(root, "BAT0", "Battery", text);
-        EXPECT_EQ(lookUp(root, battery, temperature).kind, Kind::otherKind) << text;
+        EXPECT_EQ(lookUp(root, battery, temperature), RegistryValue::text(std::string(text)))
+            << text;
     }
 }
 
 TEST(LinuxRegistryPropertiesTests, AnyOtherKeyOfTheBatteryIsAMissingProperty) {
     TemporaryDirectory root;
     writeSupply(root, "BAT0", "Battery", "301");
-    EXPECT_EQ(lookUp(root, battery, "CycleCount").kind, Kind::propertyMissing);
+    EXPECT_EQ(lookUp(root, battery, "CycleCount"), RegistryValue::missingProperty());
 }
 
 // --- lid ---
 
-TEST(LinuxRegistryPropertiesTests, AnOpenLidIsClamshellStateZero) {
+TEST(LinuxRegistryPropertiesTests, AnOpenLidIsClamshellStateFalse) {
     TemporaryDirectory root;
     writeLidState(root, "state:      open\n");
-    const RegistryProperties::Property property = lookUp(root, rootDomain, clamshell);
-    EXPECT_EQ(property.kind, Kind::number);
-    EXPECT_EQ(property.number, 0.0);
+    EXPECT_EQ(lookUp(root, rootDomain, clamshell), RegistryValue::boolean(false));
 }
 
-TEST(LinuxRegistryPropertiesTests, AClosedLidIsClamshellStateOne) {
+TEST(LinuxRegistryPropertiesTests, AClosedLidIsClamshellStateTrue) {
     TemporaryDirectory root;
     writeLidState(root, "state:      closed\n");
-    const RegistryProperties::Property property = lookUp(root, rootDomain, clamshell);
-    EXPECT_EQ(property.kind, Kind::number);
-    EXPECT_EQ(property.number, 1.0);
+    EXPECT_EQ(lookUp(root, rootDomain, clamshell), RegistryValue::boolean(true));
 }
 
 TEST(LinuxRegistryPropertiesTests, NoLidButtonMeansNoRootDomain) {
     TemporaryDirectory root;
     root.write("proc/acpi/button/power/PWRF/info", "type: Power Button\n");
-    EXPECT_EQ(lookUp(root, rootDomain, clamshell).kind, Kind::serviceMissing);
+    EXPECT_EQ(lookUp(root, rootDomain, clamshell), RegistryValue::missingService());
 }
 
 TEST(LinuxRegistryPropertiesTests, ALidButtonWithoutAStateLacksTheProperty) {
     TemporaryDirectory root;
     root.write("proc/acpi/button/lid/LID0/info", "type: Lid Switch\n");
-    EXPECT_EQ(lookUp(root, rootDomain, clamshell).kind, Kind::propertyMissing);
+    EXPECT_EQ(lookUp(root, rootDomain, clamshell), RegistryValue::missingProperty());
 }
 
-TEST(LinuxRegistryPropertiesTests, AnUnknownLidStateIsOfAnotherKind) {
-    for (const std::string_view text : {"state:      unsupported\n", "open\n", "state: opened\n"}) {
+TEST(LinuxRegistryPropertiesTests, AnUnknownLidStateIsHandedOverAsText) {
+    for (const std::string_view line : {"state:      unsupported", "open", "state: opened"}) {
         TemporaryDirectory root;
-        writeLidState(root, text);
-        EXPECT_EQ(lookUp(root, rootDomain, clamshell).kind, Kind::otherKind) << text;
+        writeLidState(root, std::string(line) + "\n");
+        EXPECT_EQ(lookUp(root, rootDomain, clamshell), RegistryValue::text(std::string(line)))
+            << line;
     }
 }
 
@@ -147,13 +143,13 @@ TEST(LinuxRegistryPropertiesTests, TheFirstLidButtonByNameIsTheOneRead) {
     TemporaryDirectory root;
     root.write("proc/acpi/button/lid/LID1/state", "state:      open\n");
     root.write("proc/acpi/button/lid/LID0/state", "state:      closed\n");
-    EXPECT_EQ(lookUp(root, rootDomain, clamshell).number, 1.0);
+    EXPECT_EQ(lookUp(root, rootDomain, clamshell), RegistryValue::boolean(true));
 }
 
 TEST(LinuxRegistryPropertiesTests, AnyOtherKeyOfTheRootDomainIsAMissingProperty) {
     TemporaryDirectory root;
     writeLidState(root, "state:      closed\n");
-    EXPECT_EQ(lookUp(root, rootDomain, temperature).kind, Kind::propertyMissing);
+    EXPECT_EQ(lookUp(root, rootDomain, temperature), RegistryValue::missingProperty());
 }
 
 // --- other services ---
@@ -162,8 +158,9 @@ TEST(LinuxRegistryPropertiesTests, EveryOtherServiceIsMissing) {
     TemporaryDirectory root;
     writeSupply(root, "BAT0", "Battery", "301");
     writeLidState(root, "state:      closed\n");
-    EXPECT_EQ(lookUp(root, "AppleSMC", temperature).kind, Kind::serviceMissing);
-    EXPECT_EQ(lookUp(root, "AppleSmartBatteryManager", temperature).kind, Kind::serviceMissing);
+    EXPECT_EQ(lookUp(root, "AppleSMC", temperature), RegistryValue::missingService());
+    EXPECT_EQ(lookUp(root, "AppleSmartBatteryManager", temperature),
+              RegistryValue::missingService());
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -12,6 +11,7 @@ namespace tallowbeck {
 namespace {
 
 using testing::TemporaryDirectory;
+using Level = ProcessThermalState::Level;
 
 // A thermal zone at `millidegrees`, without trip points yet.
 class Zone {
@@ -43,40 +43,42 @@ Zone& laptopTrips(Zone& zone) {
         .trip("active", "70000");
 }
 
-std::int64_t levelOf(const TemporaryDirectory& root) {
+Level levelOf(const TemporaryDirectory& root) {
     return LinuxProcessThermalState(root.path()).level();
 }
 
-std::int64_t levelAt(std::string_view millidegrees) {
+Level levelAt(std::string_view millidegrees) {
     TemporaryDirectory root;
     Zone zone(root, "thermal_zone0", millidegrees);
     laptopTrips(zone);
     return levelOf(root);
 }
 
-TEST(LinuxProcessThermalStateTests, BelowEveryTripIsNominal) { EXPECT_EQ(levelAt("69999"), 0); }
+TEST(LinuxProcessThermalStateTests, BelowEveryTripIsNominal) {
+    EXPECT_EQ(levelAt("69999"), Level::nominal);
+}
 
 TEST(LinuxProcessThermalStateTests, FromAnActiveTripOnItIsFair) {
-    EXPECT_EQ(levelAt("70000"), 1);
-    EXPECT_EQ(levelAt("89999"), 1);
+    EXPECT_EQ(levelAt("70000"), Level::fair);
+    EXPECT_EQ(levelAt("89999"), Level::fair);
 }
 
 TEST(LinuxProcessThermalStateTests, FromAPassiveTripOnItIsSerious) {
-    EXPECT_EQ(levelAt("90000"), 2);
-    EXPECT_EQ(levelAt("99999"), 2);
+    EXPECT_EQ(levelAt("90000"), Level::serious);
+    EXPECT_EQ(levelAt("99999"), Level::serious);
 }
 
 TEST(LinuxProcessThermalStateTests, FromAHotOrCriticalTripOnItIsCritical) {
-    EXPECT_EQ(levelAt("100000"), 3);
-    EXPECT_EQ(levelAt("105000"), 3);
+    EXPECT_EQ(levelAt("100000"), Level::critical);
+    EXPECT_EQ(levelAt("105000"), Level::critical);
     TemporaryDirectory root;
     Zone(root, "thermal_zone0", "95000").trip("critical", "95000");
-    EXPECT_EQ(levelOf(root), 3);
+    EXPECT_EQ(levelOf(root), Level::critical);
 }
 
 TEST(LinuxProcessThermalStateTests, NothingToReadIsNominal) {
     TemporaryDirectory root;
-    EXPECT_EQ(levelOf(root), 0);
+    EXPECT_EQ(levelOf(root), Level::nominal);
 }
 
 TEST(LinuxProcessThermalStateTests, TheHottestZoneDecides) {
@@ -84,7 +86,7 @@ TEST(LinuxProcessThermalStateTests, TheHottestZoneDecides) {
     Zone(root, "thermal_zone0", "75000").trip("active", "70000");
     Zone(root, "thermal_zone1", "91000").trip("passive", "90000").trip("critical", "120000");
     Zone(root, "thermal_zone2", "30000").trip("active", "50000");
-    EXPECT_EQ(levelOf(root), 2);
+    EXPECT_EQ(levelOf(root), Level::serious);
 }
 
 TEST(LinuxProcessThermalStateTests, DisabledTripTemperaturesArePassedOver) {
@@ -93,19 +95,19 @@ TEST(LinuxProcessThermalStateTests, DisabledTripTemperaturesArePassedOver) {
         .trip("passive", "0")
         .trip("critical", "-273200")
         .trip("active", "50000");
-    EXPECT_EQ(levelOf(root), 0);
+    EXPECT_EQ(levelOf(root), Level::nominal);
 }
 
 TEST(LinuxProcessThermalStateTests, TripsOfOtherTypesArePassedOver) {
     TemporaryDirectory root;
     Zone(root, "thermal_zone0", "80000").trip("hysteresis", "60000").trip("active", "75000");
-    EXPECT_EQ(levelOf(root), 1);
+    EXPECT_EQ(levelOf(root), Level::fair);
 }
 
 TEST(LinuxProcessThermalStateTests, AnUnreadableTripTemperatureIsPassedOver) {
     TemporaryDirectory root;
     Zone(root, "thermal_zone0", "95000").trip("critical", "n/a").trip("passive", "90000");
-    EXPECT_EQ(levelOf(root), 2);
+    EXPECT_EQ(levelOf(root), Level::serious);
 }
 
 TEST(LinuxProcessThermalStateTests, AZoneWithoutAReadableTemperatureIsPassedOver) {
@@ -119,13 +121,13 @@ TEST(LinuxProcessThermalStateTests, AZoneWithoutAReadableTemperatureIsPassedOver
     root.write("sys/class/thermal/thermal_zone4/trip_point_0_type", "critical\n");
     root.write("sys/class/thermal/thermal_zone4/trip_point_0_temp", "1000\n");
     Zone(root, "thermal_zone3", "60000").trip("active", "55000");
-    EXPECT_EQ(levelOf(root), 1);
+    EXPECT_EQ(levelOf(root), Level::fair);
 }
 
 TEST(LinuxProcessThermalStateTests, FoldersOtherThanZonesAreNotRead) {
     TemporaryDirectory root;
     Zone(root, "cooling_device0", "99000").trip("critical", "1000");
-    EXPECT_EQ(levelOf(root), 0);
+    EXPECT_EQ(levelOf(root), Level::nominal);
 }
 
 }  // namespace

@@ -3,15 +3,20 @@
 #include <array>
 #include <cstddef>
 #include <limits>
+#include <optional>
+#include <string>
 
 #include "TallowbeckCore/platform/IOReturn.hpp"
 #include "TallowbeckCore/platform/linux/LinuxSMCUserClient.hpp"
+#include "TallowbeckCore/temperature/SMCChipTemperatureSensor.hpp"
 #include "TallowbeckCore/temperature/SMCConnection.hpp"
+#include "tests/fakes/FakeSystemValues.hpp"
 
 namespace tallowbeck {
 namespace {
 
 using Outcome = SMCUserClient::Opening::Outcome;
+using testing::FakeSystemValues;
 
 TEST(LinuxSMCUserClientTests, OpeningFindsNoService) {
     LinuxSMCUserClient smc;
@@ -33,6 +38,17 @@ TEST(LinuxSMCUserClientTests, ACallFailsAndWritesNothing) {
         EXPECT_EQ(byte, std::byte{0x5A});
     }
     smc.close(std::numeric_limits<SMCUserClient::Connection>::max());
+}
+
+TEST(LinuxSMCUserClientTests, ASupportedChipSensorReadsNoTemperatures) {
+    FakeSystemValues values;
+    values.values["machdep.cpu.brand_string"] = std::string("Apple M1 Max\0", 13);
+    const SMCChipTemperatureSensor sensor(values);
+    ASSERT_TRUE(sensor.supported);
+    LinuxSMCUserClient smc;
+    const ChipTemperatureReading reading = sensor.readTemperatures(smc);
+    EXPECT_EQ(reading.cpuCelsius, std::nullopt);
+    EXPECT_EQ(reading.gpuCelsius, std::nullopt);
 }
 
 TEST(LinuxSMCUserClientTests, SystemIsOneLinuxInstance) {

@@ -1,0 +1,77 @@
+#include "TallowbeckCore/posix/FileOwnership.hpp"
+
+#include <cerrno>
+#include <string>
+#include <system_error>
+
+#include "TallowbeckCore/posix/SystemCall.hpp"
+
+namespace tallowbeck {
+
+namespace {
+
+using Kind = FileAttributes::Kind;
+
+constexpr mode_t writableByGroupOrOthers = 0022;
+constexpr mode_t privateDirectoryMode = 0700;
+
+[[noreturn]] void refuse(int error, const std::filesystem::path& path, const std::string& reason) {
+    throw std::system_error(error, std::generic_category(),
+                            "refusing " + path.string() + ": " + reason);
+}
+
+void requireOwner(const FileAttributes& attributes, uid_t user, const std::filesystem::path& path) {
+    if (attributes.owner != user) {
+        refuse(EPERM, path,
+               "it belongs to user " + std::to_string(attributes.owner) + ", not to user " +
+                   std::to_string(user));
+    }
+}
+
+}  // namespace
+
+void FileOwnership::requireNotALink(const FileAttributes& attributes,
+                                    const std::filesystem::path& path) {
+    if (attributes.kind == Kind::symbolicLink) {
+        refuse(ELOOP, path, "it is a symbolic link");
+    }
+}
+
+void FileOwnership::requireUsersFile(const FileAttributes& attributes, uid_t user,
+                                     const std::filesystem::path& path) {
+    requireNotALink(attributes, path);
+    if (attributes.kind != Kind::regular) {
+        refuse(EPERM, path, "it is not a regular file");
+    }
+    requireOwner(attributes, user, path);
+}
+
+void FileOwnership::requirePrivateDirectory(const FileAttributes& attributes, uid_t user,
+                                            const std::filesystem::path& path) {
+    requireNotALink(attributes, path);
+    if (attributes.kind != Kind::directory) {
+        refuse(EPERM, path, "it is not a directory");
+    }
+    requireOwner(attributes, user, path);
+    if ((attributes.permissions & writableByGroupOrOthers) != 0) {
+        refuse(EPERM, path, "other users may write to it");
+    }
+}
+
+void FileOwnership::makePrivateDirectory(FileCalls& calls, const std::filesystem::path& directory,
+                                         uid_t user) {
+    using SystemCall::retryingInterrupted;
+    if (retryingInterrupted([&] { return calls.mkdir(directory.c_str(), privateDirectoryMode); }) !=
+            0 &&
+        errno != EEXIST) {
+        SystemCall::throwLastError("cannot create " + directory.string());
+    }
+    // Checked whether it was made just now or found: only what is there counts.
+    FileAttributes attributes;
+    if (retryingInterrupted([&] { return calls.lstat(directory.c_str(), attributes); }) != 0) {
+        SystemCall::throwLastError("cannot examine " + directory.string());
+    }
+    requirePrivateDirectory(attributes, user, directory);
+}
+
+}  // namespace tallowbeck

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+
+#include "TallowbeckCore/posix/FileCalls.hpp"
+
+namespace tallowbeck {
+
+// Checks that keep a program from being steered by files someone else placed where it expects
+// its own: in a folder that others may write to, another user can plant a symbolic link or a
+// file of their own under the expected name. A refusal is one std::system_error (generic
+// category) naming the file and the reason: ELOOP for a symbolic link, EPERM otherwise.
+class FileOwnership {
+public:
+    // Anything but a symbolic link.
+    static void requireNotALink(const FileAttributes& attributes,
+                                const std::filesystem::path& path);
+    // A regular file owned by `user`.
+    static void requireUsersFile(const FileAttributes& attributes, uid_t user,
+                                 const std::filesystem::path& path);
+    // A directory itself, not a symbolic link to one, owned by `user`, that neither its group
+    // nor other users may write to.
+    static void requirePrivateDirectory(const FileAttributes& attributes, uid_t user,
+                                        const std::filesystem::path& path);
+    // Creates `directory` with mode 0700 unless something exists under its name, then checks
+    // what is there with requirePrivateDirectory. The folder above it must exist.
+    static void makePrivateDirectory(FileCalls& calls, const std::filesystem::path& directory,
+                                     uid_t user);
+};
+
+}  // namespace tallowbeck

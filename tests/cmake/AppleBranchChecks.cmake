@@ -1,0 +1,31 @@
+# Included at the end of the project's top-level project() call when the Apple branch is
+# configured. Checks the branch once the top-level directory has been read to its end.
+
+function(tallowbeck_check_apple_branch)
+  if(NOT CMAKE_OBJCXX_COMPILER_LOADED)
+    message(SEND_ERROR "Objective-C++ is not enabled in the top-level directory, above every "
+      "target that compiles or links the library")
+  endif()
+  get_target_property(library_sources TallowbeckCore SOURCES)
+  list(FILTER library_sources INCLUDE REGEX "/platform/(darwin|linux)/")
+  foreach(source IN LISTS library_sources)
+    if(NOT source MATCHES "/platform/darwin/")
+      message(SEND_ERROR "The Mac library compiles ${source}")
+    endif()
+  endforeach()
+  if(NOT library_sources MATCHES "\\.mm(;|$)")
+    message(SEND_ERROR "The Mac library has no Objective-C++ source")
+  endif()
+  if(TARGET tallowbeck_tests)
+    get_target_property(test_sources tallowbeck_tests SOURCES)
+    foreach(source IN LISTS test_sources)
+      if(source MATCHES "/linux/")
+        message(SEND_ERROR "The Mac test suite compiles the Linux-only ${source}")
+      endif()
+    endforeach()
+  else()
+    message(SEND_ERROR "The Mac configuration has no test suite")
+  endif()
+endfunction()
+
+cmake_language(DEFER DIRECTORY ${CMAKE_SOURCE_DIR} CALL tallowbeck_check_apple_branch)
