@@ -153,24 +153,27 @@ TEST(InternetDateTimeTests, RejectsWithFractionsWhateverTheWholeSecondFormReject
     for (const std::string_view text : {"2023-02-29T12:34:56.5Z", "2024-05-01T24:00:00.5Z",
                                         "0000-01-01T00:30:00.5+01:00", "2024-05-01T12:34:56.5"}) {
         EXPECT_FALSE(InternetDateTime::fractionalSecondsSince1970(text)) << text;
-        TEST(InternetDateTimeTests, CanWriteExactlyTheTimesTextWrites) {
-            EXPECT_TRUE(InternetDateTime::canWrite(InternetDateTime::earliest));
-            EXPECT_TRUE(InternetDateTime::canWrite(253402300799.999));
-            EXPECT_TRUE(InternetDateTime::canWrite(mayFirst));
-            EXPECT_FALSE(InternetDateTime::canWrite(253402300800.0));
-            EXPECT_FALSE(InternetDateTime::canWrite(InternetDateTime::earliest - 0.5));
-            EXPECT_FALSE(InternetDateTime::canWrite(std::numeric_limits<double>::quiet_NaN()));
-            EXPECT_FALSE(InternetDateTime::canWrite(-std::numeric_limits<double>::infinity()));
-            EXPECT_EQ(InternetDateTime::text(InternetDateTime::earliest), "0000-01-01T00:00:00Z");
-        }
+    }
+}
 
-        TEST(InternetDateTimeTests, AsWrittenIsTheTimeReadBack) {
-            for (const double seconds : {mayFirst + 0.75, -0.25, 0.0, -62167219199.5}) {
-                EXPECT_EQ(InternetDateTime::asWritten(seconds),
-                          InternetDateTime::secondsSince1970(InternetDateTime::text(seconds)))
-                    << seconds;
-            }
-        }
+TEST(InternetDateTimeTests, CanWriteExactlyTheTimesTextWrites) {
+    EXPECT_TRUE(InternetDateTime::canWrite(InternetDateTime::earliest));
+    EXPECT_TRUE(InternetDateTime::canWrite(253402300799.999));
+    EXPECT_TRUE(InternetDateTime::canWrite(mayFirst));
+    EXPECT_FALSE(InternetDateTime::canWrite(253402300800.0));
+    EXPECT_FALSE(InternetDateTime::canWrite(InternetDateTime::earliest - 0.5));
+    EXPECT_FALSE(InternetDateTime::canWrite(std::numeric_limits<double>::quiet_NaN()));
+    EXPECT_FALSE(InternetDateTime::canWrite(-std::numeric_limits<double>::infinity()));
+    EXPECT_EQ(InternetDateTime::text(InternetDateTime::earliest), "0000-01-01T00:00:00Z");
+}
 
-    }  // namespace
+TEST(InternetDateTimeTests, AsWrittenIsTheTimeReadBack) {
+    for (const double seconds : {mayFirst + 0.75, -0.25, 0.0, -62167219199.5}) {
+        EXPECT_EQ(InternetDateTime::asWritten(seconds),
+                  InternetDateTime::secondsSince1970(InternetDateTime::text(seconds)))
+            << seconds;
+    }
+}
+
+}  // namespace
 }  // namespace tallowbeck
