@@ -253,7 +253,9 @@ void UnixSocketTransport::receive(ConnectionID id, Connection& connection,
 
 void UnixSocketTransport::takeRequest(ConnectionID id, Connection& connection,
                                       std::vector<Event>& events) {
-    while (!connection.awaitingReply && !connection.broken) {
+    // A client that does not read its replies gets no more of them for now.
+    while (!connection.awaitingReply && !connection.broken &&
+           connection.unsent.size() < unsentLimit) {
         std::optional<std::string> frame = connection.frames.next();
         if (connection.frames.isOversized()) {
             queue(connection, ForwardingFanBoostHelper::refusal(FanBoostRequest::oversizedMessage));

@@ -33,7 +33,7 @@ public:
     // Connections beyond these are closed as they come.
     static constexpr std::size_t maximumConnections = 512;
     // While this much waits to be sent to a client that does not read, nothing more is read
-    // from it.
+    // from it nor served.
     static constexpr std::size_t unsentLimit = 64 * 1024;
 
     // Listens at `path`, replacing a socket left there by a helper that died; fails when another
