@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <functional>
 #include <stdexcept>
@@ -118,7 +119,9 @@ void FanBoostCommand::boost() const {
     if (!cpuCelsius_ || !gpuCelsius_) {
         throw CLI::ValidationError("--cpu and --gpu", "both are required to begin a fan boost");
     }
-    const sigset_t stopSignals = blockStopSignals();
+    sigset_t awaited = blockStopSignals();
+    // A client continued after being stopped renews its lease at once, not on its schedule.
+    alsoAwait(awaited, SIGCONT);
     FanBoostHelperClient helper = connect();
     FanBoostStatus status =
         helper.begin({.cpuThresholdCelsius = *cpuCelsius_, .gpuThresholdCelsius = *gpuCelsius_});
@@ -127,15 +130,18 @@ void FanBoostCommand::boost() const {
     }
     StatusPrinter printer([this](const FanBoostStatus& shown) { return report(shown); });
     printer.show(status);
-    auto nextHeartbeat = std::chrono::steady_clock::now() + heartbeatInterval;
-    while (!stopRequestedBefore(stopSignals, nextHeartbeat)) {
+    for (;;) {
+        const std::optional<int> signal =
+            signalBefore(awaited, std::chrono::steady_clock::now() + heartbeatInterval);
+        if (signal && *signal != SIGCONT) {
+            break;
+        }
         status = helper.heartbeat();
         printer.show(status);
         // The helper ended the boost: its status has said why.
         if (!status.enabled) {
             throw CLI::RuntimeError(failureStatus);
         }
-        nextHeartbeat += heartbeatInterval;
     }
     status = helper.stop();
     printer.show(status);

@@ -15,9 +15,10 @@ namespace tallowbeck::cli {
 
 // `tallowbeck fans boost --cpu C --gpu C`: asks the fan helper for a fan boost with those
 // thresholds and keeps it for as long as it runs, sending a heartbeat every 5 s and printing the
-// status whenever it changes; SIGINT or SIGTERM stops the boost. `tallowbeck fans boost status`
-// prints the helper's current status. `--json` prints statuses as JSON, one per line; `--socket`
-// reaches a helper listening elsewhere.
+// status whenever it changes; SIGINT or SIGTERM stops the boost. Continued after being stopped
+// (SIGCONT), it sends a heartbeat at once. `tallowbeck fans boost status` prints the helper's
+// current status. `--json` prints statuses as JSON, one per line; `--socket` reaches a helper
+// listening elsewhere.
 //
 // Exit status 1, with one line on stderr, when the helper cannot be reached, refuses the boost
 // (the session's own message) or goes away; 1 also when the helper ends the boost itself or
