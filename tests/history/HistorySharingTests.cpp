@@ -123,7 +123,7 @@ TEST(HistorySharingTests, FourWritersAndAReaderLoseNothingAcrossCompaction) {
     Pipe stop;
 
     // The reader reports 0 when every history it saw began with the one before it.
-    const pid_t reader = testing::forkRunning([&] {
+    testing::ChildProcess reader = testing::ChildProcess::fork([&] {
         TemperatureHistoryStore store(file);
         std::vector<UUID> previous;
         int reads = 0;
@@ -148,10 +148,10 @@ TEST(HistorySharingTests, FourWritersAndAReaderLoseNothingAcrossCompaction) {
         return reads > 10 ? 0 : 12;
     });
 
-    std::vector<pid_t> writerProcesses;
+    std::vector<testing::ChildProcess> writerProcesses;
     Pipe acknowledged;
     for (int writer = 0; writer < writers; ++writer) {
-        writerProcesses.push_back(testing::forkRunning([&] {
+        writerProcesses.push_back(testing::ChildProcess::fork([&] {
             TemperatureHistoryStore store(file);
             for (int index = 0; index < samplesEach; ++index) {
                 appendAcknowledged(store, now, acknowledged);
@@ -161,11 +161,11 @@ TEST(HistorySharingTests, FourWritersAndAReaderLoseNothingAcrossCompaction) {
     }
     acknowledged.writeEnd.close();
     const std::vector<UUID> written = readIDs(acknowledged.readEnd.get());
-    for (const pid_t writer : writerProcesses) {
-        EXPECT_EQ(testing::exitStatusOf(writer), 0);
+    for (testing::ChildProcess& writer : writerProcesses) {
+        EXPECT_EQ(writer.waitForExit().shellStatus(), 0);
     }
     writeToPipe(stop, "x");
-    EXPECT_EQ(testing::exitStatusOf(reader), 0);
+    EXPECT_EQ(reader.waitForExit().shellStatus(), 0);
 
     TemperatureHistoryStore store(file);
     const std::span<const TemperatureSample> history = store.samples();
@@ -190,7 +190,7 @@ TEST(HistorySharingTests, EveryAcknowledgedAppendSurvivesAKill) {
 
     for (int round = 0; round < kills; ++round) {
         Pipe acknowledged;
-        const pid_t writer = testing::forkRunning([&] {
+        testing::ChildProcess writer = testing::ChildProcess::fork([&] {
             TemperatureHistoryStore store(file);
             for (;;) {
                 appendAcknowledged(store, now, acknowledged);
@@ -199,8 +199,8 @@ TEST(HistorySharingTests, EveryAcknowledgedAppendSurvivesAKill) {
         });
         acknowledged.writeEnd.close();
         std::this_thread::sleep_for(std::chrono::milliseconds(delayMilliseconds(random)));
-        ::kill(writer, SIGKILL);
-        EXPECT_EQ(testing::exitStatusOf(writer), 128 + SIGKILL);
+        writer.signal(SIGKILL);
+        EXPECT_EQ(writer.waitForExit().shellStatus(), 128 + SIGKILL);
         for (const UUID& id : readIDs(acknowledged.readEnd.get())) {
             acknowledgedSoFar.insert(id);
         }
@@ -240,12 +240,12 @@ TEST(HistorySharingTests, AWriterKilledMidLineLosesNothingAndTheNextAppendRepair
         const std::vector<TemperatureSample> before(store.samples().begin(), store.samples().end());
         const std::uintmax_t wholeLength = std::filesystem::file_size(journal);
         tornLength = tornLengths(random);
-        const pid_t writer = testing::forkRunning([&] {
+        testing::ChildProcess writer = testing::ChildProcess::fork([&] {
             TearingFileCalls tearing;
             TemperatureHistoryStore(file, tearing).append(testing::sampleAt(now), week, now);
             return 0;
         });
-        ASSERT_EQ(testing::exitStatusOf(writer), 128 + SIGKILL);
+        ASSERT_EQ(writer.waitForExit().shellStatus(), 128 + SIGKILL);
         ASSERT_EQ(std::filesystem::file_size(journal), wholeLength + tornLength);
 
         const std::span<const TemperatureSample> afterKill = store.samples();

@@ -211,12 +211,11 @@ TEST_F(TemperatureHistoryStoreTests, AnotherProcessesAppendIsSeenByTheNextRead) 
     store.append(mine, week, now);
     const TemperatureSample foreign = sampleAt(now + 1);
 
-    const pid_t child = testing::forkRunning([&] {
+    testing::ChildProcess child = testing::ChildProcess::fork([&] {
         TemperatureHistoryStore(file()).append(foreign, week, now + 1);
         return 0;
     });
-    ASSERT_GE(child, 0);
-    ASSERT_EQ(testing::exitStatusOf(child), 0);
+    ASSERT_EQ(child.waitForExit().shellStatus(), 0);
 
     EXPECT_EQ(listOf(store.samples()), (std::vector{mine, foreign}));
     // The foreign entry's length counts: this store's next line goes after it.

@@ -1,15 +1,16 @@
 #include "tests/testing/ChildProcess.hpp"
 
+#include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 
 #include <cerrno>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
 
-extern char** environ;
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/SystemCall.hpp"
+#include "tests/testing/BecomesTrue.hpp"
 
 namespace tallowbeck::testing {
 namespace {
@@ -19,53 +20,82 @@ using namespace std::chrono_literals;
 // Who keeps polling is never more than this late to see the end.
 constexpr auto pollInterval = 1ms;
 
-// Every signal at its default and none blocked in the spawned program.
-class DefaultSignals {
-public:
-    DefaultSignals() {
-        posix_spawnattr_init(&attributes_);
-        sigset_t all;
-        sigset_t none;
-        sigfillset(&all);
-        sigemptyset(&none);
-        posix_spawnattr_setsigdefault(&attributes_, &all);
-        posix_spawnattr_setsigmask(&attributes_, &none);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+// Where a child that cannot become its program writes the errno why. Both ends close on exec, so
+// the parent reads nothing once the program runs.
+struct FailurePipe {
+    FailurePipe() {
+        int ends[2];
+        if (::pipe(ends) != 0) {
+            SystemCall::throwLastError("pipe");
+        }
+        readEnd = FileDescriptor(ends[0]);
+        writeEnd = FileDescriptor(ends[1]);
+        ::fcntl(ends[0], F_SETFD, FD_CLOEXEC);
+        ::fcntl(ends[1], F_SETFD, FD_CLOEXEC);
     }
-    ~DefaultSignals() { posix_spawnattr_destroy(&attributes_); }
 
-    DefaultSignals(const DefaultSignals&) = delete;
-    DefaultSignals& operator=(const DefaultSignals&) = delete;
-
-    const posix_spawnattr_t* get() const noexcept { return &attributes_; }
-
-private:
-    posix_spawnattr_t attributes_;
+    FileDescriptor readEnd;
+    FileDescriptor writeEnd;
 };
 
-// Puts the given descriptors in place of the standard streams.
-class StreamActions {
-public:
-    explicit StreamActions(ChildStreams streams) {
-        posix_spawn_file_actions_init(&actions_);
-        for (const auto& [descriptor, target] :
-             {std::pair{streams.input, STDIN_FILENO}, std::pair{streams.output, STDOUT_FILENO},
-              std::pair{streams.error, STDERR_FILENO}}) {
-            if (descriptor >= 0) {
-                posix_spawn_file_actions_adddup2(&actions_, descriptor, target);
-            }
+// A program inherits ignored signals and the signal mask across exec.
+void defaultSignals() noexcept {
+    struct sigaction byDefault {};
+    byDefault.sa_handler = SIG_DFL;
+    sigemptyset(&byDefault.sa_mask);
+    // SIGKILL, SIGSTOP and the C library's own signals refuse, and keep their defaults anyway.
+    for (int signalNumber = 1; signalNumber < NSIG; ++signalNumber) {
+        ::sigaction(signalNumber, &byDefault, nullptr);
+    }
+    sigset_t none;
+    sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+// Puts the given descriptors in place of the standard streams; answers 0 or the errno why not.
+int redirect(ChildStreams streams) noexcept {
+    for (const auto& [descriptor, target] :
+         {std::pair{streams.input, STDIN_FILENO}, std::pair{streams.output, STDOUT_FILENO},
+          std::pair{streams.error, STDERR_FILENO}}) {
+        // A descriptor already in place only loses its close-on-exec flag.
+        const int result =
+            descriptor == target ? ::fcntl(target, F_SETFD, 0) : ::dup2(descriptor, target);
+        if (descriptor >= 0 && result < 0) {
+            return errno;
         }
     }
-    ~StreamActions() { posix_spawn_file_actions_destroy(&actions_); }
+    return 0;
+}
 
-    StreamActions(const StreamActions&) = delete;
-    StreamActions& operator=(const StreamActions&) = delete;
+// Answers 0, or the error `prepare` failed with.
+int preparationError(const std::function<void()>& prepare) noexcept {
+    try {
+        if (prepare) {
+            prepare();
+        }
+        return 0;
+    } catch (const std::system_error& error) {
+        return error.code().value();
+    } catch (...) {
+        return ECANCELED;
+    }
+}
 
-    const posix_spawn_file_actions_t* get() const noexcept { return &actions_; }
-
-private:
-    posix_spawn_file_actions_t actions_;
-};
+// Runs in the forked child, which becomes the program or tells `failures` why it cannot.
+[[noreturn]] void becomeProgram(const char* path, char* const* argv, ChildStreams streams,
+                                const std::function<void()>& prepare, int failures) noexcept {
+    defaultSignals();
+    int error = redirect(streams);
+    if (error == 0) {
+        error = preparationError(prepare);
+    }
+    if (error == 0) {
+        ::execv(path, argv);
+        error = errno;
+    }
+    static_cast<void>(::write(failures, &error, sizeof error));
+    ::_exit(127);
+}
 
 }  // namespace
 
@@ -85,7 +115,7 @@ std::chrono::microseconds ChildExit::processorTime() const noexcept {
 }
 
 ChildProcess ChildProcess::start(const std::string& path, const std::vector<std::string>& arguments,
-                                 ChildStreams streams) {
+                                 ChildStreams streams, const std::function<void()>& prepare) {
     std::vector<std::string> words{path};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
@@ -93,15 +123,21 @@ ChildProcess ChildProcess::start(const std::string& path, const std::vector<std:
         argv.push_back(word.data());
     }
     argv.push_back(nullptr);
-    const DefaultSignals signals;
-    const StreamActions actions(streams);
-    pid_t pid = -1;
-    const int error =
-        ::posix_spawn(&pid, path.c_str(), actions.get(), signals.get(), argv.data(), environ);
-    if (error != 0) {
-        throw std::system_error(error, std::generic_category(), "posix_spawn " + path);
+    FailurePipe failures;
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        becomeProgram(path.c_str(), argv.data(), streams, prepare, failures.writeEnd.get());
     }
-    return ChildProcess(pid);
+    ChildProcess child = started(pid, "fork");
+    failures.writeEnd.close();
+    int error = 0;
+    const auto reported = SystemCall::retryingInterrupted(
+        [&] { return ::read(failures.readEnd.get(), &error, sizeof error); });
+    if (reported == static_cast<ssize_t>(sizeof error)) {
+        child.waitForExit();
+        throw std::system_error(error, std::generic_category(), "start " + path);
+    }
+    return child;
 }
 
 ChildProcess ChildProcess::started(pid_t pid, const char* call) {
@@ -131,22 +167,24 @@ std::optional<ChildExit> ChildProcess::exitWithin(std::chrono::milliseconds limi
     if (pid_ <= 0) {
         throw std::logic_error("waiting for a child process that has already been reaped");
     }
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    for (;;) {
-        ChildExit exit;
-        const pid_t reaped = ::wait4(pid_, &exit.waitStatus, WNOHANG, &exit.usage);
-        if (reaped == pid_) {
-            pid_ = -1;
-            return exit;
-        }
-        if (reaped < 0 && errno != EINTR) {
-            throw std::system_error(errno, std::generic_category(), "wait4");
-        }
-        if (std::chrono::steady_clock::now() >= deadline) {
-            return std::nullopt;
-        }
-        std::this_thread::sleep_for(pollInterval);
+    std::optional<ChildExit> exit;
+    becomesTrueWithin(
+        limit, [&] { return (exit = reapIfEnded()).has_value(); }, pollInterval);
+    return exit;
+}
+
+std::optional<ChildExit> ChildProcess::reapIfEnded() {
+    ChildExit exit;
+    const pid_t reaped = SystemCall::retryingInterrupted(
+        [&] { return ::wait4(pid_, &exit.waitStatus, WNOHANG, &exit.usage); });
+    if (reaped < 0) {
+        SystemCall::throwLastError("wait4");
     }
+    if (reaped != pid_) {
+        return std::nullopt;
+    }
+    pid_ = -1;
+    return exit;
 }
 
 ChildExit ChildProcess::waitForExit(std::chrono::milliseconds limit) {
@@ -157,6 +195,15 @@ ChildExit ChildProcess::waitForExit(std::chrono::milliseconds limit) {
     throw std::runtime_error("the child process was still running after the time it was given");
 }
 
+ChildExit ChildProcess::stop(std::chrono::milliseconds grace) {
+    signal(SIGTERM);
+    if (const std::optional<ChildExit> exit = exitWithin(grace)) {
+        return *exit;
+    }
+    signal(SIGKILL);
+    return waitForExit();
+}
+
 void ChildProcess::killAndReap() noexcept {
     if (pid_ > 0) {
         ::kill(pid_, SIGKILL);
@@ -165,7 +212,5 @@ void ChildProcess::killAndReap() noexcept {
     }
     pid_ = -1;
 }
-
-int exitStatusOf(pid_t child) { return ChildProcess::adopt(child).waitForExit().shellStatus(); }
 
 }  // namespace tallowbeck::testing

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -58,8 +59,11 @@ public:
 
     // Runs the program at `path` with `arguments` (not counting its name), with every signal at
     // its default disposition and none blocked, whatever the test's own process has set.
+    // `prepare`, when given, runs in the child with the streams in place, right before the
+    // program starts. Throws std::system_error when the program cannot start, with the error
+    // `prepare` threw where it threw a std::system_error.
     static ChildProcess start(const std::string& path, const std::vector<std::string>& arguments,
-                              ChildStreams streams = {});
+                              ChildStreams streams = {}, const std::function<void()>& prepare = {});
 
     // Takes charge of a process that is, or is about to become, a child of this one, such as an
     // orphan adopted by this process as its subreaper.
@@ -77,25 +81,19 @@ public:
     // Reaps the child once it ends. One still running after `limit` is killed, and the wait
     // throws std::runtime_error.
     ChildExit waitForExit(std::chrono::milliseconds limit = patience);
-
-    // Gives up the charge of the process without waiting for it.
-    pid_t release() noexcept { return std::exchange(pid_, -1); }
+    // Asks the child to end with SIGTERM, kills it when it has not ended within `grace`, and
+    // reaps it.
+    ChildExit stop(std::chrono::milliseconds grace);
 
 private:
     explicit ChildProcess(pid_t pid) noexcept : pid_(pid) {}
     // Throws std::system_error naming `call` when `pid` tells of a failed start.
     static ChildProcess started(pid_t pid, const char* call);
+    // Reaps the child if it has ended; nothing while it still runs.
+    std::optional<ChildExit> reapIfEnded();
     void killAndReap() noexcept;
 
-    pid_t pid_;  // -1 once reaped or released
+    pid_t pid_;  // -1 once reaped
 };
-
-// The same for callers that keep the process id themselves: `work` in a forked child, and its
-// shell status once it ends (within ChildProcess::patience).
-template <typename Work>
-pid_t forkRunning(Work&& work) {
-    return ChildProcess::fork(std::forward<Work>(work)).release();
-}
-int exitStatusOf(pid_t child);
 
 }  // namespace tallowbeck::testing

@@ -1,11 +1,14 @@
 #include "tests/testing/PrivateBuses.hpp"
 
 #include <chrono>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
 #include "TallowbeckCore/platform/linux/DBusConnection.hpp"
-#include "tests/testing/FileContents.hpp"
+#include "tests/testing/BecomesTrue.hpp"
+#include "tests/testing/CapturedOutput.hpp"
+#include "tests/testing/DyingWithThisProcess.hpp"
 
 namespace tallowbeck::testing {
 namespace {
@@ -25,14 +28,6 @@ constexpr DBusMethod addMethod{"org.freedesktop.login1", "/org/freedesktop/login
                                "org.freedesktop.DBus.Mock", "AddMethod"};
 constexpr DBusMethod listInhibitions{"org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver",
                                      "org.freedesktop.DBus.Mock", "ListInhibitions"};
-
-std::string logOf(const std::filesystem::path& path) {
-    try {
-        return contentsOf(path);
-    } catch (const std::runtime_error&) {
-        return "(no log)";
-    }
-}
 
 bool hasOwner(DBusConnection::Bus bus, const char* name) {
     try {
@@ -67,32 +62,29 @@ void forEachElement(DBusConnection::Bus bus, const DBusMethod& method, const cha
 class PrivateBuses::Bus {
 public:
     Bus(const TemporaryDirectory& directory, const std::string& name)
-        : addressFile_(directory.path() / (name + "-address")),
-          log_(directory.path() / (name + ".log")),
-          daemon_({.program = TALLOWBECK_DBUS_DAEMON_PATH,
-                   .arguments = {"--session", "--nofork", "--nopidfile", "--print-address=1",
-                                 "--address=unix:path=" +
-                                     (directory.path() / (name + "-socket")).string()},
-                   .standardOutput = addressFile_,
-                   .standardError = log_,
-                   .prepare = {}}) {
+        : daemon_(ChildProcess::start(
+              TALLOWBECK_DBUS_DAEMON_PATH,
+              {"--session", "--nofork", "--nopidfile", "--print-address=1",
+               "--address=unix:path=" + (directory.path() / (name + "-socket")).string()},
+              {.input = -1, .output = printed_.descriptor(), .error = log_.descriptor()},
+              dyingWithThisProcess())) {
         if (!becomesTrueWithin(startPatience, [this] { return !address().empty(); })) {
-            throw std::runtime_error("dbus-daemon did not start: " + logOf(log_));
+            throw std::runtime_error("dbus-daemon did not start: " + log_.text());
         }
     }
 
     ~Bus() { daemon_.stop(stopPatience); }
 
     std::string address() const {
-        const std::string printed = logOf(addressFile_);
+        const std::string printed = printed_.text();
         const auto lineEnd = printed.find('\n');
         return lineEnd == std::string::npos ? "" : printed.substr(0, lineEnd);
     }
 
 private:
-    std::filesystem::path addressFile_;
-    std::filesystem::path log_;
-    BackgroundProcess daemon_;
+    CapturedOutput printed_;
+    CapturedOutput log_;
+    ChildProcess daemon_;
 };
 
 PrivateBuses::PrivateBuses(Services services)
@@ -110,28 +102,30 @@ PrivateBuses::PrivateBuses(Services services)
 }
 
 PrivateBuses::~PrivateBuses() {
-    for (const auto& mock : mocks_) {
-        mock->stop(stopPatience);
+    for (ChildProcess& mock : mocks_) {
+        mock.stop(stopPatience);
     }
 }
 
 void PrivateBuses::startMock(const std::string& name, const std::string& templateName,
                              bool onSystemBus, const char* busName) {
-    const std::filesystem::path log = directory_.path() / (name + ".log");
+    const CapturedOutput log;
     // Debian's interpreter, which sees Debian's python3-dbusmock whatever python3 is first on
     // the PATH.
-    auto& mock = mocks_.emplace_back(std::make_unique<BackgroundProcess>(
-        BackgroundProcess::Launch{.program = TALLOWBECK_SYSTEM_PYTHON_PATH,
-                                  .arguments = {"-m", "dbusmock", "--template", templateName},
-                                  .standardOutput = log,
-                                  .standardError = log,
-                                  .prepare = {}}));
+    ChildProcess mock = ChildProcess::start(
+        TALLOWBECK_SYSTEM_PYTHON_PATH, {"-m", "dbusmock", "--template", templateName},
+        {.input = -1, .output = log.descriptor(), .error = log.descriptor()},
+        dyingWithThisProcess());
     const auto bus = onSystemBus ? DBusConnection::Bus::system : DBusConnection::Bus::session;
-    const bool started = becomesTrueWithin(
-        startPatience, [&] { return mock->exitWithin(0ms).has_value() || hasOwner(bus, busName); });
-    if (!started || !mock->running()) {
-        throw std::runtime_error("the " + name + " mock did not start: " + logOf(log));
+    std::optional<ChildExit> exit;
+    const bool started = becomesTrueWithin(startPatience, [&] {
+        exit = mock.exitWithin(0ms);
+        return exit.has_value() || hasOwner(bus, busName);
+    });
+    if (!started || exit) {
+        throw std::runtime_error("the " + name + " mock did not start: " + log.text());
     }
+    mocks_.push_back(std::move(mock));
 }
 
 std::vector<LogindInhibitor> PrivateBuses::logindInhibitors() const {

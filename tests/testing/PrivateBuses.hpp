@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/testing/BackgroundProcess.hpp"
+#include "tests/testing/ChildProcess.hpp"
 #include "tests/testing/EnvironmentVariable.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
 
@@ -73,7 +73,7 @@ private:
     std::unique_ptr<Bus> sessionBus_;
     EnvironmentVariable systemAddress_;
     EnvironmentVariable sessionAddress_;
-    std::vector<std::unique_ptr<BackgroundProcess>> mocks_;
+    std::vector<ChildProcess> mocks_;
 };
 
 }  // namespace tallowbeck::testing

@@ -18,7 +18,10 @@
 #include <system_error>
 #include <vector>
 
-#include "tests/testing/BackgroundProcess.hpp"
+#include "tests/testing/BecomesTrue.hpp"
+#include "tests/testing/CapturedOutput.hpp"
+#include "tests/testing/ChildProcess.hpp"
+#include "tests/testing/DyingWithThisProcess.hpp"
 #include "tests/testing/PrivateBuses.hpp"
 #include "tests/testing/Subreaper.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
@@ -29,7 +32,8 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using ::testing::AllOf;
-using testing::BackgroundProcess;
+using testing::ChildExit;
+using testing::ChildProcess;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using testing::LogindInhibitor;
@@ -78,8 +82,8 @@ private:
     testing::TemporaryDirectory root_;
 };
 
-std::vector<std::string> linesOf(const fs::path& path) {
-    std::ifstream in(path);
+std::vector<std::string> linesOf(const std::string& text) {
+    std::istringstream in(text);
     std::vector<std::string> lines;
     for (std::string line; std::getline(in, line);) {
         lines.push_back(line);
@@ -92,24 +96,26 @@ class AwakeRun {
 public:
     AwakeRun(const Machine& machine, std::vector<std::string> arguments)
         : startedAt_(std::chrono::steady_clock::now()),
-          process_({.program = cliPath,
-                    .arguments = withCommand(std::move(arguments)),
-                    .standardOutput = outputs_.path() / "stdout",
-                    .standardError = outputs_.path() / "stderr",
-                    .prepare = [&machine] { machine.enter(); }}) {}
+          process_(ChildProcess::start(
+              cliPath, withCommand(std::move(arguments)),
+              {.input = -1, .output = output_.descriptor(), .error = errors_.descriptor()},
+              [&machine, dying = testing::dyingWithThisProcess()] {
+                  dying();
+                  machine.enter();
+              })) {}
 
-    BackgroundProcess& process() { return process_; }
-    std::vector<std::string> output() const { return linesOf(outputs_.path() / "stdout"); }
-    std::vector<std::string> errors() const { return linesOf(outputs_.path() / "stderr"); }
+    ChildProcess& process() { return process_; }
+    std::vector<std::string> output() const { return linesOf(output_.text()); }
+    std::vector<std::string> errors() const { return linesOf(errors_.text()); }
 
     bool startsWithin(std::chrono::milliseconds timeout) const {
         return testing::becomesTrueWithin(timeout, [this] { return !output().empty(); });
     }
 
     std::optional<int> exitWithin(std::chrono::milliseconds timeout) {
-        const std::optional<int> status = process_.exitWithin(timeout);
+        const std::optional<ChildExit> exit = process_.exitWithin(timeout);
         lasted_ = std::chrono::steady_clock::now() - startedAt_;
-        return status;
+        return exit ? std::optional(exit->shellStatus()) : std::nullopt;
     }
 
     std::chrono::duration<double> lasted() const { return lasted_; }
@@ -120,10 +126,11 @@ private:
         return arguments;
     }
 
-    testing::TemporaryDirectory outputs_;
+    testing::CapturedOutput output_;
+    testing::CapturedOutput errors_;
     std::chrono::steady_clock::time_point startedAt_;
     std::chrono::duration<double> lasted_{};
-    BackgroundProcess process_;
+    ChildProcess process_;
 };
 
 bool holdsNothing(const PrivateBuses& buses) {
@@ -188,11 +195,11 @@ TEST(AwakeEndToEndTests, KilledInClosedLidModeItLeavesNoLockAndItsWatchdogEnds) 
 
     EXPECT_EQ(run.exitWithin(patience), 128 + SIGKILL);
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
-    int status = -1;
-    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] {
-        return ::waitpid(*watchdog, &status, WNOHANG) == *watchdog;
-    })) << "the watchdog outlived its parent";
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    // This process, its subreaper, took it over when its parent went.
+    ChildProcess orphan = ChildProcess::adopt(*watchdog);
+    const std::optional<ChildExit> exit = orphan.exitWithin(patience);
+    ASSERT_TRUE(exit.has_value()) << "the watchdog outlived its parent";
+    EXPECT_EQ(exit->exitStatus(), 0) << exit->waitStatus;
 }
 
 TEST(AwakeEndToEndTests, SeriousPressureWithoutABatteryReadingEndsTheSessionAtOnceWithStatus3) {
@@ -248,11 +255,7 @@ TEST(AwakeEndToEndTests, SIGTERMEndsTheSessionNormally) {
 TEST(AwakeEndToEndTests, TheSessionEndsWhenTheWatchedProcessExits) {
     const PrivateBuses buses;
     const Machine machine = Machine::cool();
-    BackgroundProcess sleeper({.program = "/bin/sleep",
-                               .arguments = {"1"},
-                               .standardOutput = "/dev/null",
-                               .standardError = "/dev/null",
-                               .prepare = {}});
+    const ChildProcess sleeper = ChildProcess::start("/bin/sleep", {"1"});
     const std::string pid = std::to_string(sleeper.pid());
     AwakeRun run(machine, {"--pid", pid, "--allow-display-sleep"});
 

@@ -17,6 +17,7 @@
 #include "TallowbeckCore/power/PowerControlError.hpp"
 #include "TallowbeckCore/power/PowerController.hpp"
 #include "tests/fakes/FakePowerManagement.hpp"
+#include "tests/testing/BecomesTrue.hpp"
 #include "tests/testing/ChildProcess.hpp"
 #include "tests/testing/EnvironmentVariable.hpp"
 #include "tests/testing/PrivateBuses.hpp"
@@ -210,7 +211,7 @@ TEST(LinuxPowerManagementTests, LocksOfAKilledProcessAreGone) {
     const PrivateBuses buses;
     int ready[2];
     ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ready), 0);
-    const pid_t child = testing::forkRunning([&] {
+    testing::ChildProcess child = testing::ChildProcess::fork([&] {
         LinuxPowerManagement power;
         PowerController controller(power);
         controller.activate(false, true);
@@ -228,8 +229,8 @@ TEST(LinuxPowerManagementTests, LocksOfAKilledProcessAreGone) {
     ASSERT_EQ(buses.logindInhibitors().size(), 2u);
     ASSERT_EQ(buses.screenSaverInhibitions().size(), 1u);
 
-    ::kill(child, SIGKILL);
-    EXPECT_EQ(testing::exitStatusOf(child), 128 + SIGKILL);
+    child.signal(SIGKILL);
+    EXPECT_EQ(child.waitForExit().shellStatus(), 128 + SIGKILL);
 
     EXPECT_TRUE(testing::becomesTrueWithin(releasePatience, [&] { return holdsNothing(buses); }));
 }
