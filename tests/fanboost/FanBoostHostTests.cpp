@@ -47,19 +47,6 @@ protected:
         return FanBoostStatus::fromJSON(clients.replies.at(connection).back());
     }
 
-    bool anyFanForced() const {
-        return mac.smc.state.fans[0].forced || mac.smc.state.fans[1].forced;
-    }
-
-    void failModeWrites() {
-        for (const char* key : {"F0Md", "F1Md"}) {
-            mac.smc.addFault({.fault = SimulatedSMC::Fault::resultByte,
-                              .key = key,
-                              .command = SMCKeyData::writeBytesCommand,
-                              .times = std::nullopt});
-        }
-    }
-
     SimulatedMac mac;
     FakeRecoveryJournal journal;
     ScriptedHostTransport clients;
@@ -92,7 +79,7 @@ TEST_F(FanBoostHostTests, ARunningBoostIsTickedEverySecondAndNoLongerOnceItStops
     const FanBoostStatus stopped = lastReply(1);
     EXPECT_FALSE(stopped.enabled);
     EXPECT_FALSE(stopped.error.has_value());
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
 }
 
 TEST_F(FanBoostHostTests, TheTickPeriodIsTheHosts) {
@@ -117,7 +104,7 @@ TEST_F(FanBoostHostTests, AClientThatStopsSendingHeartbeatsLosesItsBoostFifteenS
     EXPECT_FALSE(late.enabled);
     EXPECT_FALSE(late.boosting);
     EXPECT_EQ(late.error, FanBoostSession::expiredMessage);
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(journal.pending);
     EXPECT_FALSE(clients.timeouts.back().has_value());
 }
@@ -169,11 +156,11 @@ TEST_F(FanBoostHostTests, AClosedConnectionStopsItsOwnersBoostAndNoOneElses) {
     clients.connect(0.0, 2);
     clients.request(1.0, 1, Operation::begin, eighty);
     clients.disconnect(2.0, 2);
-    clients.perform(2.5, [this] { EXPECT_TRUE(anyFanForced()); });
+    clients.perform(2.5, [this] { EXPECT_TRUE(mac.smc.state.anyFanForced()); });
     clients.disconnect(3.0, 1);
     clients.shutdown(10.0);
     run();
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(journal.pending);
     EXPECT_EQ(tickTimes.back(), 2.0);
     EXPECT_FALSE(clients.timeouts.back().has_value());
@@ -186,35 +173,32 @@ TEST_F(FanBoostHostTests, AShutdownEndsTheBoostAndGivesTheFansBack) {
     const FanBoostStatus final = run();
     EXPECT_FALSE(final.enabled);
     EXPECT_FALSE(final.restorationPending);
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(journal.pending);
 }
 
 TEST_F(FanBoostHostTests, AShutdownThatCannotGiveTheFansBackSaysSoAndKeepsTheFlag) {
     clients.connect(0.0, 1);
     clients.request(1.0, 1, Operation::begin, eighty);
-    clients.perform(2.5, [this] { failModeWrites(); });
+    clients.perform(2.5, [this] { mac.smc.failModeWrites(); });
     clients.shutdown(2.5);
     const FanBoostStatus final = run();
     EXPECT_TRUE(final.restorationPending);
     EXPECT_EQ(final.error, FanBoostSession::restoreFailedMessage);
-    EXPECT_TRUE(anyFanForced());
+    EXPECT_TRUE(mac.smc.state.anyFanForced());
     EXPECT_TRUE(journal.pending);
 }
 
 TEST_F(FanBoostHostTests, APendingRestorationIsRetriedEverySecondUntilItSucceeds) {
-    for (auto& fan : mac.smc.state.fans) {
-        fan.forced = true;
-        fan.targetRPM = fan.maximumRPM;
-    }
+    mac.smc.state.forceFansToMaximum();
     journal.pending = true;
-    failModeWrites();
+    mac.smc.failModeWrites();
     clients.perform(3.5, [this] { mac.smc.clearFaults(); });
     clients.connect(10.0, 1);
     clients.request(10.0, 1, Operation::heartbeat, FanBoostRequest::heartbeat());
     clients.shutdown(11.0);
     run();
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(journal.pending);
     // Retried at 1, 2 and 3 in vain (the faults go at 3.5), then at 4 with success; idle since.
     EXPECT_EQ(clients.timeouts, (std::vector<std::optional<double>>{1.0, 1.0, 1.0, 1.0, 0.5,

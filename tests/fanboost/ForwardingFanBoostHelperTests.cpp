@@ -38,10 +38,6 @@ class ForwardingFanBoostHelperTests : public ::testing::Test {
 protected:
     ForwardingFanBoostHelperTests() { mac.smc.setTemperatures(90.0F, 90.0F); }
 
-    bool anyFanForced() const {
-        return mac.smc.state.fans[0].forced || mac.smc.state.fans[1].forced;
-    }
-
     SimulatedMac mac;
     FakeRecoveryJournal journal;
     FanBoostSession session{mac.hardware, journal, [] { return SystemThermalState::nominal; },
@@ -60,12 +56,12 @@ TEST_F(ForwardingFanBoostHelperTests,
     EXPECT_TRUE(status.boosting);
     EXPECT_EQ(status.fans.size(), 2u);
     EXPECT_EQ(replies.received.front(), session.status().json());
-    EXPECT_TRUE(anyFanForced());
+    EXPECT_TRUE(mac.smc.state.anyFanForced());
     // The session knows the boost as this connection's.
     session.stop(otherClient);
-    EXPECT_TRUE(anyFanForced());
+    EXPECT_TRUE(mac.smc.state.anyFanForced());
     session.stop(owner);
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
 }
 
 TEST_F(ForwardingFanBoostHelperTests, TheRequestAsAWholeIsAConfigurationBuffer) {
@@ -106,7 +102,7 @@ TEST_F(ForwardingFanBoostHelperTests, ThresholdsOutOfRangeGetTheSessionsOwnMessa
         FanBoostConfiguration{.cpuThresholdCelsius = 60.0, .gpuThresholdCelsius = 80.0}.json(),
         replies.callback());
     EXPECT_EQ(replies.only().error, FanBoostSession::invalidThresholdsMessage);
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
 }
 
 TEST_F(ForwardingFanBoostHelperTests, HeartbeatsTakeTheUptimeFromTheConnectionsClock) {
@@ -122,7 +118,7 @@ TEST_F(ForwardingFanBoostHelperTests, HeartbeatsTakeTheUptimeFromTheConnectionsC
     const FanBoostStatus ended = late.only();
     EXPECT_FALSE(ended.enabled);
     EXPECT_FALSE(ended.error.has_value());
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
 }
 
 TEST_F(ForwardingFanBoostHelperTests, AnotherConnectionsHeartbeatOnlyReadsTheStatus) {
@@ -132,7 +128,7 @@ TEST_F(ForwardingFanBoostHelperTests, AnotherConnectionsHeartbeatOnlyReadsTheSta
     Replies status;
     otherConnection.heartbeat(status.callback());
     EXPECT_TRUE(status.only().boosting);
-    EXPECT_TRUE(anyFanForced());
+    EXPECT_TRUE(mac.smc.state.anyFanForced());
 }
 
 TEST_F(ForwardingFanBoostHelperTests, StopRepliesWithTheStatusAfterStopping) {
@@ -144,7 +140,7 @@ TEST_F(ForwardingFanBoostHelperTests, StopRepliesWithTheStatusAfterStopping) {
     EXPECT_FALSE(status.enabled);
     EXPECT_FALSE(status.boosting);
     EXPECT_FALSE(status.error.has_value());
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(journal.pending);
 }
 

@@ -1,5 +1,6 @@
 #include "tests/simulated/SimulatedSMCState.hpp"
 
+#include <algorithm>
 #include <fstream>
 #include <limits>
 #include <stdexcept>
@@ -64,6 +65,17 @@ SimulatedSMCState SimulatedSMCState::twoFanMacBookPro(float celsius) {
         state.temperatures[std::string(key)] = celsius;
     }
     return state;
+}
+
+void SimulatedSMCState::forceFansToMaximum() {
+    for (Fan& fan : fans) {
+        fan.forced = true;
+        fan.targetRPM = fan.maximumRPM;
+    }
+}
+
+bool SimulatedSMCState::anyFanForced() const {
+    return std::ranges::any_of(fans, [](const Fan& fan) { return fan.forced; });
 }
 
 std::string SimulatedSMCState::json() const {

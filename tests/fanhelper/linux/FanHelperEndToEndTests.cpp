@@ -111,10 +111,7 @@ protected:
         return state[0].forced && state[1].forced && state[0].targetRPM == state[0].maximumRPM &&
                state[1].targetRPM == state[1].maximumRPM;
     }
-    bool fansAutomatic() const {
-        const auto state = fanState();
-        return !state[0].forced && !state[1].forced;
-    }
+    bool fansAutomatic() const { return !SimulatedSMCState::load(fans).anyFanForced(); }
     std::string flagText() const { return fs::exists(flag) ? testing::contentsOf(flag) : ""; }
     // The flag is cleared once the fans are seen automatic.
     bool fansHandedBack() const { return fansAutomatic() && flagText() == "clear\n"; }

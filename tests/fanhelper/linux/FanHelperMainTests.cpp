@@ -54,10 +54,7 @@ private:
 // Both fans at maximum, as a helper that died during a boost left them.
 SimulatedSMCState forcedFans() {
     SimulatedSMCState state = SimulatedSMCState::twoFanMacBookPro();
-    for (SimulatedSMCState::Fan& fan : state.fans) {
-        fan.forced = true;
-        fan.targetRPM = fan.maximumRPM;
-    }
+    state.forceFansToMaximum();
     return state;
 }
 
