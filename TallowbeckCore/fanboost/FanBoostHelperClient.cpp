@@ -2,21 +2,18 @@
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 
 #include "TallowbeckCore/fanboost/FanBoostFrame.hpp"
 #include "TallowbeckCore/fanboost/FanBoostRequest.hpp"
 #include "TallowbeckCore/posix/SystemCall.hpp"
+#include "TallowbeckCore/posix/UnixSocketAddress.hpp"
 #include "TallowbeckCore/support/DecodingError.hpp"
 
 namespace tallowbeck {
@@ -34,28 +31,15 @@ void keepBrokenPipesQuiet(int socket) noexcept {
 }
 #endif
 
-sockaddr_un socketAddress(const std::filesystem::path& path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    const std::string& text = path.native();
-    if (text.size() >= sizeof address.sun_path) {
-        throw std::system_error(ENAMETOOLONG, std::generic_category(), text);
-    }
-    std::memcpy(address.sun_path, text.c_str(), text.size() + 1);
-    return address;
-}
-
 FileDescriptor connectedSocket(const std::filesystem::path& path) {
-    const sockaddr_un address = socketAddress(path);
+    const UnixSocketAddress address(path);
     FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!socket.isOpen()) {
         SystemCall::throwLastError("socket");
     }
     keepBrokenPipesQuiet(socket.get());
-    // The sockaddr cast is how the socket interface takes every kind of address.
-    const auto* generic = reinterpret_cast<const sockaddr*>(&address);
     if (SystemCall::retryingInterrupted(
-            [&] { return ::connect(socket.get(), generic, sizeof address); }) != 0) {
+            [&] { return ::connect(socket.get(), address.get(), address.size()); }) != 0) {
         SystemCall::throwLastError(path.string());
     }
     return socket;

@@ -4,20 +4,19 @@
 #include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <climits>
 #include <cmath>
-#include <cstring>
 #include <system_error>
 #include <utility>
 
 #include "TallowbeckCore/fanboost/FanBoostFrame.hpp"
 #include "TallowbeckCore/fanboost/ForwardingFanBoostHelper.hpp"
 #include "TallowbeckCore/posix/SystemCall.hpp"
+#include "TallowbeckCore/posix/UnixSocketAddress.hpp"
 #include "TallowbeckCore/support/DecodingError.hpp"
 #include "fanhelper/linux/PeerCredentials.hpp"
 
@@ -32,24 +31,9 @@ constexpr int acceptsPerWait = 64;
 constexpr std::size_t readAheadLimit =
     FanBoostFrame::headerSize + FanBoostFrame::maximumPayloadSize;
 
-sockaddr_un socketAddress(const std::filesystem::path& path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    const std::string& text = path.native();
-    if (text.size() >= sizeof address.sun_path) {
-        throw std::system_error(ENAMETOOLONG, std::generic_category(), text);
-    }
-    std::memcpy(address.sun_path, text.c_str(), text.size() + 1);
-    return address;
-}
-
-const sockaddr* generic(const sockaddr_un& address) noexcept {
-    return reinterpret_cast<const sockaddr*>(&address);
-}
-
 // A socket left by a helper that died is removed; a live helper's, or anything that is not a
 // socket, is left alone and reported.
-void removeStaleSocket(const std::filesystem::path& path, const sockaddr_un& address) {
+void removeStaleSocket(const std::filesystem::path& path, const UnixSocketAddress& address) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0) {
         if (errno == ENOENT) {
@@ -62,7 +46,7 @@ void removeStaleSocket(const std::filesystem::path& path, const sockaddr_un& add
                                 path.string() + " is in the way and is not a socket");
     }
     const FileDescriptor probe(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (probe.isOpen() && ::connect(probe.get(), generic(address), sizeof address) == 0) {
+    if (probe.isOpen() && ::connect(probe.get(), address.get(), address.size()) == 0) {
         throw std::system_error(EADDRINUSE, std::generic_category(),
                                 "another fan helper listens at " + path.string());
     }
@@ -133,7 +117,7 @@ UnixSocketTransport::~UnixSocketTransport() {
 }
 
 void UnixSocketTransport::listen(std::optional<gid_t> admittedGroup) {
-    const sockaddr_un address = socketAddress(path_);
+    const UnixSocketAddress address(path_);
     listener_ = FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     if (!listener_.isOpen()) {
         SystemCall::throwLastError("socket");
@@ -141,7 +125,7 @@ void UnixSocketTransport::listen(std::optional<gid_t> admittedGroup) {
     removeStaleSocket(path_, address);
     // The socket file is born owner-only; nobody can connect before listen() anyway.
     const mode_t previousMask = ::umask(0177);
-    const int bound = ::bind(listener_.get(), generic(address), sizeof address);
+    const int bound = ::bind(listener_.get(), address.get(), address.size());
     ::umask(previousMask);
     if (bound != 0) {
         SystemCall::throwLastError("cannot listen at " + path_.string());

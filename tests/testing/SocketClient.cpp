@@ -2,25 +2,21 @@
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <stdexcept>
 #include <system_error>
 
 #include "TallowbeckCore/fanboost/FanBoostFrame.hpp"
+#include "TallowbeckCore/posix/UnixSocketAddress.hpp"
 
 namespace tallowbeck::testing {
 
 SocketClient::SocketClient(const std::filesystem::path& socket)
     : socket_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, socket.c_str(), sizeof address.sun_path - 1);
-    if (!socket_.isOpen() || ::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address),
-                                       sizeof address) != 0) {
+    const UnixSocketAddress address(socket);
+    if (!socket_.isOpen() || ::connect(socket_.get(), address.get(), address.size()) != 0) {
         throw std::system_error(errno, std::generic_category(), "connect " + socket.string());
     }
 }

@@ -7,12 +7,10 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -24,6 +22,7 @@
 #include "TallowbeckCore/fanboost/FanBoostFrame.hpp"
 #include "TallowbeckCore/fanboost/FanBoostRequest.hpp"
 #include "TallowbeckCore/fanboost/ForwardingFanBoostHelper.hpp"
+#include "TallowbeckCore/posix/UnixSocketAddress.hpp"
 #include "fanhelper/linux/UnixSocketTransport.hpp"
 #include "tests/testing/ChildProcess.hpp"
 #include "tests/testing/SocketClient.hpp"
@@ -178,11 +177,8 @@ TEST_F(UnixSocketTransportTests, ItLeavesNoSocketNorBlockedSignalsBehind) {
 TEST_F(UnixSocketTransportTests, ASocketLeftByADeadHelperIsReplaced) {
     {
         const FileDescriptor stale(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::strncpy(address.sun_path, socket.c_str(), sizeof address.sun_path - 1);
-        ASSERT_EQ(::bind(stale.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
-                  0);
+        const UnixSocketAddress address(socket);
+        ASSERT_EQ(::bind(stale.get(), address.get(), address.size()), 0);
     }
     ASSERT_TRUE(fs::exists(socket));
     transport();
