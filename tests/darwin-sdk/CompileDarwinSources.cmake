@@ -7,6 +7,9 @@
 #   cmake -DCXX_COMPILER=<c++> -DSOURCE_DIR=<repository> [-DOBJCXX_COMPILER=<c++ that parses
 #         Objective-C++>] [-DWARNINGS="<flags>"] -P <this file>
 
+# A script run with -P starts with every policy unset; IN_LIST below needs the new behaviour.
+cmake_minimum_required(VERSION 3.25)
+
 foreach(variable IN ITEMS CXX_COMPILER SOURCE_DIR)
   if(NOT DEFINED ${variable})
     message(FATAL_ERROR "${variable} is not set")
