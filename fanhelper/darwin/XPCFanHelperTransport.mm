@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "TallowbeckCore/fanboost/FanBoostService.hpp"
+#include "fanhelper/StopSignals.hpp"
 
 // The remote interface, declared alike by the status application.
 @protocol FanBoostHelperProtocol
@@ -171,14 +172,6 @@ using tallowbeck::fanhelper::Inbox;
 
 namespace tallowbeck::fanhelper {
 namespace {
-
-sigset_t stopSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    return signals;
-}
 
 // SIGINT and SIGTERM are blocked on the calling thread, before any other thread starts, and
 // taken by a thread of their own that reports each as a shutdown; that thread lives as long as

@@ -18,6 +18,7 @@
 #include "TallowbeckCore/posix/SystemCall.hpp"
 #include "TallowbeckCore/posix/UnixSocketAddress.hpp"
 #include "TallowbeckCore/support/DecodingError.hpp"
+#include "fanhelper/StopSignals.hpp"
 #include "fanhelper/linux/PeerCredentials.hpp"
 
 namespace tallowbeck::fanhelper {
@@ -53,15 +54,6 @@ void removeStaleSocket(const std::filesystem::path& path, const UnixSocketAddres
     if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
         SystemCall::throwLastError(path.string());
     }
-}
-
-// SIGINT and SIGTERM, blocked so that they are only read from the descriptor.
-sigset_t stopSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    return signals;
 }
 
 int pollTimeout(std::optional<double> seconds) noexcept {
