@@ -116,7 +116,7 @@ void UnixSocketTransport::listen(std::optional<gid_t> admittedGroup) {
     }
     removeStaleSocket(path_, address);
     // The socket file is born owner-only; nobody can connect before listen() anyway.
-    const mode_t previousMask = ::umask(0177);
+    const mode_t previousMask = ::umask(static_cast<mode_t>(~ownerOnly & 0777));
     const int bound = ::bind(listener_.get(), address.get(), address.size());
     ::umask(previousMask);
     if (bound != 0) {
