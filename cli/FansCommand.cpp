@@ -19,13 +19,17 @@ std::string celsius(std::optional<double> temperature) {
 
 }  // namespace
 
-FansCommand::FansCommand(CLI::App& app) {
-    CLI::App* command = app.add_subcommand("fans", "Show both fans and the die temperatures");
-    command->add_flag("--json", json_, "Print one JSON object instead of text");
-    command->callback([this] { run(); });
+FansCommand::FansCommand(CLI::App& app)
+    : command_(app.add_subcommand("fans", "Show both fans and the die temperatures")),
+      boost_(*command_) {
+    command_->add_flag("--json", json_, "Print one JSON object instead of text");
+    command_->callback([this] { run(); });
 }
 
 void FansCommand::run() const {
+    if (boost_.parsed()) {
+        return;
+    }
     FanBoostHardware hardware;
     const Readings readings = read(hardware);
     fmt::print("{}\n", json_ ? jsonReport(readings) : humanReport(readings));

@@ -5,6 +5,7 @@
 
 #include "TallowbeckCore/fanboost/FanSpeed.hpp"
 #include "TallowbeckCore/temperature/ChipTemperatureReading.hpp"
+#include "cli/FanBoostCommand.hpp"
 
 namespace CLI {
 class App;
@@ -17,7 +18,8 @@ class FanBoostControlling;
 namespace tallowbeck::cli {
 
 // `tallowbeck fans`: both fans and the die temperatures, as the fan boost reads them. Fans that
-// cannot be read are one error line naming the reason.
+// cannot be read are one error line naming the reason. `tallowbeck fans boost` talks to the fan
+// helper (FanBoostCommand).
 class FansCommand {
 public:
     struct Readings {
@@ -35,7 +37,9 @@ public:
 private:
     void run() const;
 
+    CLI::App* command_;
     bool json_ = false;
+    FanBoostCommand boost_;
 };
 
 }  // namespace tallowbeck::cli

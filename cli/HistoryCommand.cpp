@@ -1,8 +1,6 @@
 #include "cli/HistoryCommand.hpp"
 
 #include <fmt/core.h>
-#include <pthread.h>
-#include <signal.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -21,6 +19,7 @@
 #include "TallowbeckCore/temperature/TemperatureTrend.hpp"
 #include "cli/CommandOptions.hpp"
 #include "cli/SampleCommand.hpp"
+#include "cli/StopSignals.hpp"
 
 namespace tallowbeck::cli {
 
@@ -34,42 +33,6 @@ constexpr mode_t exportedFileMode = 0666;
 
 std::string celsius(std::optional<double> temperature) {
     return temperature ? fmt::format("{:.1f}", *temperature) : "—";
-}
-
-// SIGINT and SIGTERM stay blocked for the rest of the process's life: they wait to be taken by
-// sigtimedwait instead of killing the process, even in the middle of writing the history.
-sigset_t blockStopSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    if (const int error = ::pthread_sigmask(SIG_BLOCK, &signals, nullptr); error != 0) {
-        throw std::system_error(error, std::generic_category(), "cannot block SIGINT and SIGTERM");
-    }
-    return signals;
-}
-
-timespec waitingTime(std::chrono::nanoseconds duration) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
-    return {.tv_sec = seconds.count(), .tv_nsec = (duration - seconds).count()};
-}
-
-// Sleeps until `deadline` unless one of `stopSignals` comes first; tells whether one came.
-bool stopRequestedBefore(const sigset_t& stopSignals, SteadyClock::time_point deadline) {
-    for (;;) {
-        const auto remaining =
-            std::max<std::chrono::nanoseconds>(deadline - SteadyClock::now(), {});
-        const timespec timeout = waitingTime(remaining);
-        if (::sigtimedwait(&stopSignals, nullptr, &timeout) >= 0) {
-            return true;
-        }
-        if (errno == EAGAIN) {
-            return false;
-        }
-        if (errno != EINTR) {
-            throw std::system_error(errno, std::generic_category(), "sigtimedwait");
-        }
-    }
 }
 
 }  // namespace

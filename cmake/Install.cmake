@@ -2,7 +2,7 @@ include(CMakePackageConfigHelpers)
 
 install(TARGETS TallowbeckCore EXPORT TallowbeckCoreTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(TARGETS tallowbeck-watchdog tallowbeck RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS tallowbeck-watchdog tallowbeck tallowbeck-fan-helper RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/TallowbeckCore/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/TallowbeckCore
   FILES_MATCHING PATTERN "*.hpp"

@@ -25,12 +25,16 @@ std::string FanBoostConfiguration::json() const {
 }
 
 void FanBoostConfiguration::writeJSON(JSONWriter& json) const {
-    json.beginObject()
-        .key("cpuThresholdCelsius")
+    json.beginObject();
+    writeMembers(json);
+    json.endObject();
+}
+
+void FanBoostConfiguration::writeMembers(JSONWriter& json) const {
+    json.key("cpuThresholdCelsius")
         .value(cpuThresholdCelsius)
         .key("gpuThresholdCelsius")
-        .value(gpuThresholdCelsius)
-        .endObject();
+        .value(gpuThresholdCelsius);
 }
 
 FanBoostConfiguration FanBoostConfiguration::fromJSON(std::string_view text) {

@@ -23,6 +23,8 @@ struct FanBoostConfiguration {
     // {"cpuThresholdCelsius":…,"gpuThresholdCelsius":…}
     std::string json() const;
     void writeJSON(JSONWriter& json) const;
+    // The two members alone, into an object begun by the caller.
+    void writeMembers(JSONWriter& json) const;
     // Throws DecodingError; both keys are required numbers.
     static FanBoostConfiguration fromJSON(std::string_view text);
     static FanBoostConfiguration fromJSON(const JSONObject& object);

@@ -36,13 +36,6 @@ std::optional<Kind> failureOf(const std::function<void()>& operation) {
     return error ? std::optional(error->kind()) : std::nullopt;
 }
 
-void forceBothFansAtMaximum(SimulatedMac& mac) {
-    for (auto& fan : mac.smc.state.fans) {
-        fan.forced = true;
-        fan.targetRPM = fan.maximumRPM;
-    }
-}
-
 // A controller that answers every read with the same values whatever is written: two fans in
 // `mode`, each aiming `targetBelowMaximum` below its maximum of 5000 rpm.
 struct FixedController {
@@ -254,7 +247,7 @@ TEST(FanBoostHardwareTests, AnyOtherModelMakesEveryOperationUnsupportedBeforeThe
     for (const char* model :
          {"MacBookPro18,5", "MacBookPro17,1", "MacBookPro18,3 ", "macbookpro18,3", "Mac14,6", ""}) {
         SimulatedMac mac(testing::SimulatedSMCState::twoFanMacBookPro(), model);
-        forceBothFansAtMaximum(mac);
+        mac.smc.state.forceFansToMaximum();
         EXPECT_EQ(failureOf([&] { mac.hardware.readFans(); }), Kind::unsupported) << model;
         EXPECT_EQ(failureOf([&] { mac.hardware.setMaximum(); }), Kind::unsupported) << model;
         EXPECT_EQ(failureOf([&] { mac.hardware.restoreAutomatic(); }), Kind::unsupported) << model;
@@ -342,7 +335,7 @@ TEST(FanBoostHardwareTests, SetMaximumReadsTheFansBeforeAndAfterItsWrites) {
 
 TEST(FanBoostHardwareTests, SetMaximumOnForcedFansWritesTheTargetsButNotTheModes) {
     SimulatedMac mac;
-    forceBothFansAtMaximum(mac);
+    mac.smc.state.forceFansToMaximum();
     mac.hardware.setMaximum();
     EXPECT_EQ(mac.smc.writtenKeys(), (std::vector<std::string>{"F0Tg", "F0Tg", "F1Tg", "F1Tg"}));
 }
@@ -400,7 +393,7 @@ TEST(FanBoostHardwareTests, SetMaximumRejectsATargetOneRPMBelowTheMaximum) {
 
 TEST(FanBoostHardwareTests, RestoreAutomaticHandsBothFansBack) {
     SimulatedMac mac;
-    forceBothFansAtMaximum(mac);
+    mac.smc.state.forceFansToMaximum();
     mac.hardware.restoreAutomatic();
     EXPECT_EQ(mac.smc.writtenKeys(), (std::vector<std::string>{"F0Md", "F1Md"}));
     for (const auto& fan : mac.smc.state.fans) {
@@ -416,7 +409,7 @@ TEST(FanBoostHardwareTests, RestoringFansThatAreAlreadyAutomaticSendsNoWrite) {
 
 TEST(FanBoostHardwareTests, RestoreAutomaticTriesTheSecondFanWhenTheFirstFails) {
     SimulatedMac mac;
-    forceBothFansAtMaximum(mac);
+    mac.smc.state.forceFansToMaximum();
     mac.smc.addFault({.fault = SimulatedSMC::Fault::resultByte,
                       .key = "F0Md",
                       .command = SMCKeyData::writeBytesCommand});
@@ -428,7 +421,7 @@ TEST(FanBoostHardwareTests, RestoreAutomaticTriesTheSecondFanWhenTheFirstFails) 
 
 TEST(FanBoostHardwareTests, RestoreAutomaticFailsWhenTheModeWasWrittenButTheReplyWasLost) {
     SimulatedMac mac;
-    forceBothFansAtMaximum(mac);
+    mac.smc.state.forceFansToMaximum();
     mac.smc.addFault({.fault = SimulatedSMC::Fault::outputSize,
                       .key = "F1Md",
                       .command = SMCKeyData::writeBytesCommand});
@@ -444,7 +437,7 @@ TEST(FanBoostHardwareTests, RestoreAutomaticFailsWhenAFanStaysForced) {
 
 TEST(FanBoostHardwareTests, RestoreAutomaticWithoutSuperuserRightsIsRejectedBeforeAnythingHappens) {
     SimulatedMac mac;
-    forceBothFansAtMaximum(mac);
+    mac.smc.state.forceFansToMaximum();
     mac.credentials.effectiveUser = 501;
     const int readsBefore = mac.values.reads;
     EXPECT_EQ(failureOf([&] { mac.hardware.restoreAutomatic(); }), Kind::rejected);
@@ -455,7 +448,7 @@ TEST(FanBoostHardwareTests, RestoreAutomaticWithoutSuperuserRightsIsRejectedBefo
 
 TEST(FanBoostHardwareTests, RestoreAutomaticPassesOnAFailedReadBack) {
     SimulatedMac mac;
-    forceBothFansAtMaximum(mac);
+    mac.smc.state.forceFansToMaximum();
     mac.smc.state.keyInfoOverrides["F1Ac"] = {.type = "ui16", .size = 2};
     EXPECT_EQ(failureOf([&] { mac.hardware.restoreAutomatic(); }), Kind::invalidReading);
 }

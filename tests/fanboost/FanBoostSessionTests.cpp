@@ -35,27 +35,6 @@ protected:
 
     void setChips(float celsius) { mac.smc.setTemperatures(celsius, celsius); }
 
-    void forceFans() {
-        for (auto& fan : mac.smc.state.fans) {
-            fan.forced = true;
-            fan.targetRPM = fan.maximumRPM;
-        }
-    }
-
-    bool anyFanForced() const {
-        return mac.smc.state.fans[0].forced || mac.smc.state.fans[1].forced;
-    }
-
-    // Every mode write fails while `failing` is set.
-    void failModeWrites() {
-        for (const char* key : {"F0Md", "F1Md"}) {
-            mac.smc.addFault({.fault = SimulatedSMC::Fault::resultByte,
-                              .key = key,
-                              .command = SMCKeyData::writeBytesCommand,
-                              .times = std::nullopt});
-        }
-    }
-
     // A boost begun at uptime 100 that holds the fans at maximum.
     void beginBoosting() {
         setChips(90.0F);
@@ -90,29 +69,29 @@ TEST_F(FanBoostSessionTests, ANewSessionIsIdleAndNeedsNoTick) {
 }
 
 TEST_F(FanBoostSessionTests, APendingFlagAtConstructionRestoresTheFansAndSaysSo) {
-    forceFans();
+    mac.smc.state.forceFansToMaximum();
     journal.pending = true;
     expectStatus(session().status(), false, false, false, FanBoostSession::recoveringMessage);
     EXPECT_FALSE(journal.pending);
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(session().needsTick());
 }
 
 TEST_F(FanBoostSessionTests, AFailedRecoveryAtConstructionKeepsTheFlagAndReportsTheFansForced) {
-    forceFans();
+    mac.smc.state.forceFansToMaximum();
     journal.pending = true;
-    failModeWrites();
+    mac.smc.failModeWrites();
     expectStatus(session().status(), false, true, true, FanBoostSession::restoreFailedMessage);
     EXPECT_TRUE(journal.pending);
     EXPECT_TRUE(session().needsTick());
 }
 
 TEST_F(FanBoostSessionTests, AFlagThatCannotBeClearedAtConstructionCountsAsAFailedRestore) {
-    forceFans();
+    mac.smc.state.forceFansToMaximum();
     journal.pending = true;
     journal.everyChangeFails = true;
     expectStatus(session().status(), false, true, true, FanBoostSession::restoreFailedMessage);
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_TRUE(journal.pending);
 }
 
@@ -199,9 +178,9 @@ TEST_F(FanBoostSessionTests, EvenTheOwnersBeginIsRefusedWhileTheFansAreForced) {
 }
 
 TEST_F(FanBoostSessionTests, BeginIsRefusedWhileARestorationIsPendingAndSaysSo) {
-    forceFans();
+    mac.smc.state.forceFansToMaximum();
     journal.pending = true;
-    failModeWrites();
+    mac.smc.failModeWrites();
     const FanBoostStatus refused = session().begin(eighty, owner, 100.0);
     expectStatus(refused, false, false, true, FanBoostSession::busyMessage);
     EXPECT_FALSE(session().needsTick() && session().status().enabled);
@@ -239,7 +218,7 @@ TEST_F(FanBoostSessionTests, AHeartbeatExactlyFifteenSecondsLateStopsWithoutAMes
     beginBoosting();
     const FanBoostStatus status = session().heartbeat(owner, 115.0);
     expectStatus(status, false, false, false, std::nullopt);
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(journal.pending);
     EXPECT_FALSE(session().needsTick());
 }
@@ -274,7 +253,7 @@ TEST_F(FanBoostSessionTests, ATickFindingTheLeaseLapsedStopsWithTheExpiredMessag
     session().tick(115.0);
     expectStatus(session().status(), false, false, false, FanBoostSession::expiredMessage);
     EXPECT_EQ(*session().status().error, "Fan Boost stopped because its connection expired.");
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(journal.pending);
 }
 
@@ -284,7 +263,7 @@ TEST_F(FanBoostSessionTests, StopByTheOwnerRestoresTheFansWithoutAMessage) {
     beginBoosting();
     session().stop(owner);
     expectStatus(session().status(), false, false, false, std::nullopt);
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_EQ(journal.changes, (std::vector<bool>{true, false}));
     EXPECT_FALSE(session().needsTick());
 }
@@ -293,7 +272,7 @@ TEST_F(FanBoostSessionTests, StopByAnotherClientIsIgnored) {
     beginBoosting();
     session().stop(otherClient);
     expectStatus(session().status(), true, true, false, std::nullopt);
-    EXPECT_TRUE(anyFanForced());
+    EXPECT_TRUE(mac.smc.state.anyFanForced());
 }
 
 // --- tick ---
@@ -316,7 +295,7 @@ TEST_F(FanBoostSessionTests, CoolingDownHandsTheFansBackAndClearsTheFlag) {
     setChips(71.5F);
     session().tick(102.0);
     expectStatus(session().status(), true, false, false, std::nullopt);
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(journal.pending);
     EXPECT_FALSE(session().status().fans[1].manual);
 }
@@ -326,7 +305,7 @@ TEST_F(FanBoostSessionTests, AStaleReadingStopsTheBoostAndRestoresTheFans) {
     mac.clock.jumpAfterNextReading(10.5);
     session().tick(101.0);
     expectStatus(session().status(), false, false, false, FanBoostSession::staleReadingsMessage);
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(session().needsTick());
 }
 
@@ -350,7 +329,7 @@ TEST_F(FanBoostSessionTests, FirmwareTakingAFanBackIsCaughtByTheNextTick) {
     expectStatus(session().status(), false, false, false, FanBoostSession::rejectedMessage);
     EXPECT_EQ(*session().status().error,
               "macOS rejected fan control. Fan Boost is restoring Automatic.");
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(journal.pending);
 }
 
@@ -381,13 +360,13 @@ TEST_F(FanBoostSessionTests, AFailedForcingEndsTheBoostAndRestoresWhatWasForced)
     setChips(90.0F);
     session().begin(eighty, owner, 100.0);
     expectStatus(session().status(), false, false, false, FanBoostSession::rejectedMessage);
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(journal.pending);
 }
 
 TEST_F(FanBoostSessionTests, ARestoreThatKeepsFailingIsRetriedOnEveryTick) {
     beginBoosting();
-    failModeWrites();
+    mac.smc.failModeWrites();
     session().stop(owner);
     for (double uptime = 101.0; uptime < 106.0; uptime += 1.0) {
         expectStatus(session().status(), false, true, true, FanBoostSession::restoreFailedMessage);
@@ -397,24 +376,24 @@ TEST_F(FanBoostSessionTests, ARestoreThatKeepsFailingIsRetriedOnEveryTick) {
         EXPECT_EQ(mac.smc.writeCount(), writes + 2);
     }
     EXPECT_TRUE(journal.pending);
-    EXPECT_TRUE(anyFanForced());
+    EXPECT_TRUE(mac.smc.state.anyFanForced());
 }
 
 TEST_F(FanBoostSessionTests, ASuccessfulRetryKeepsTheRetryMessage) {
     beginBoosting();
-    failModeWrites();
+    mac.smc.failModeWrites();
     session().stop(owner);
     mac.smc.clearFaults();
     session().tick(101.0);
     expectStatus(session().status(), false, false, false, FanBoostSession::restoreFailedMessage);
-    EXPECT_FALSE(anyFanForced());
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(journal.pending);
     EXPECT_FALSE(session().needsTick());
 }
 
 TEST_F(FanBoostSessionTests, AFailedRestoreWhenCoolingDownEndsTheBoostAndKeepsRetrying) {
     beginBoosting();
-    failModeWrites();
+    mac.smc.failModeWrites();
     setChips(50.0F);
     session().tick(101.0);
     expectStatus(session().status(), false, true, true, FanBoostSession::restoreFailedMessage);

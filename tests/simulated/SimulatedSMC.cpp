@@ -192,6 +192,15 @@ void SimulatedSMC::clearFaults() noexcept {
     openFault_.reset();
 }
 
+void SimulatedSMC::failModeWrites() {
+    for (const char* key : {"F0Md", "F1Md"}) {
+        addFault({.fault = Fault::resultByte,
+                  .key = key,
+                  .command = SMCKeyData::writeBytesCommand,
+                  .times = std::nullopt});
+    }
+}
+
 std::vector<std::string> SimulatedSMC::writtenKeys() const {
     std::vector<std::string> keys;
     for (const Call& call : calls) {

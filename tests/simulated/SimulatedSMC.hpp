@@ -79,6 +79,8 @@ public:
     // The next `times` opens (all when absent) fail with `outcome`.
     void failOpens(Opening::Outcome outcome, std::optional<std::size_t> times = 1);
     void clearFaults() noexcept;
+    // Every write of either fan's mode fails with a result byte until the faults are cleared.
+    void failModeWrites();
 
     // --- what happened ---
 

@@ -1,5 +1,6 @@
 #include "tests/simulated/SimulatedSMCState.hpp"
 
+#include <algorithm>
 #include <fstream>
 #include <limits>
 #include <stdexcept>
@@ -66,6 +67,17 @@ SimulatedSMCState SimulatedSMCState::twoFanMacBookPro(float celsius) {
     return state;
 }
 
+void SimulatedSMCState::forceFansToMaximum() {
+    for (Fan& fan : fans) {
+        fan.forced = true;
+        fan.targetRPM = fan.maximumRPM;
+    }
+}
+
+bool SimulatedSMCState::anyFanForced() const {
+    return std::ranges::any_of(fans, [](const Fan& fan) { return fan.forced; });
+}
+
 std::string SimulatedSMCState::json() const {
     JSONWriter json;
     json.beginObject().key("fans").beginArray();
@@ -122,14 +134,18 @@ SimulatedSMCState SimulatedSMCState::fromJSON(std::string_view text) {
     return state;
 }
 
+// Through a file beside it, so that another process never reads half a state.
 void SimulatedSMCState::save(const std::filesystem::path& file) const {
     const std::string text = json();
-    std::ofstream out(file, std::ios::binary | std::ios::trunc);
+    std::filesystem::path written = file;
+    written += ".new";
+    std::ofstream out(written, std::ios::binary | std::ios::trunc);
     out.write(text.data(), static_cast<std::streamsize>(text.size()));
     out.close();
     if (!out) {
         throw std::runtime_error("cannot write " + file.string());
     }
+    std::filesystem::rename(written, file);
 }
 
 SimulatedSMCState SimulatedSMCState::load(const std::filesystem::path& file) {

@@ -40,8 +40,13 @@ struct SimulatedSMCState {
     // Two idle fans of a 14-inch model in automatic control, every die key at `celsius`.
     static SimulatedSMCState twoFanMacBookPro(float celsius = 45.0F);
 
+    // Every fan forced and aiming at its maximum, as a boost leaves them.
+    void forceFansToMaximum();
+    bool anyFanForced() const;
+
     std::string json() const;
     static SimulatedSMCState fromJSON(std::string_view text);
+    // Replaces the file in one step.
     void save(const std::filesystem::path& file) const;
     static SimulatedSMCState load(const std::filesystem::path& file);
 };

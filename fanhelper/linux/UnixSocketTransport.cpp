@@ -1,0 +1,302 @@
+#include "fanhelper/linux/UnixSocketTransport.hpp"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <system_error>
+#include <utility>
+
+#include "TallowbeckCore/fanboost/FanBoostFrame.hpp"
+#include "TallowbeckCore/fanboost/ForwardingFanBoostHelper.hpp"
+#include "TallowbeckCore/posix/SystemCall.hpp"
+#include "TallowbeckCore/posix/UnixSocketAddress.hpp"
+#include "TallowbeckCore/support/DecodingError.hpp"
+#include "fanhelper/StopSignals.hpp"
+#include "fanhelper/linux/PeerCredentials.hpp"
+
+namespace tallowbeck::fanhelper {
+namespace {
+
+constexpr mode_t ownerOnly = 0600;
+constexpr mode_t ownerAndGroup = 0660;
+// Enough for every request a client may have sent at once, without starving the others.
+constexpr std::size_t receiveChunk = 16 * 1024;
+constexpr int acceptsPerWait = 64;
+constexpr std::size_t readAheadLimit =
+    FanBoostFrame::headerSize + FanBoostFrame::maximumPayloadSize;
+
+// A socket left by a helper that died is removed; a live helper's, or anything that is not a
+// socket, is left alone and reported.
+void removeStaleSocket(const std::filesystem::path& path, const UnixSocketAddress& address) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0) {
+        if (errno == ENOENT) {
+            return;
+        }
+        SystemCall::throwLastError(path.string());
+    }
+    if (!S_ISSOCK(status.st_mode)) {
+        throw std::system_error(EEXIST, std::generic_category(),
+                                path.string() + " is in the way and is not a socket");
+    }
+    const FileDescriptor probe(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (probe.isOpen() && ::connect(probe.get(), address.get(), address.size()) == 0) {
+        throw std::system_error(EADDRINUSE, std::generic_category(),
+                                "another fan helper listens at " + path.string());
+    }
+    if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
+        SystemCall::throwLastError(path.string());
+    }
+}
+
+int pollTimeout(std::optional<double> seconds) noexcept {
+    if (!seconds) {
+        return -1;
+    }
+    const double milliseconds = std::ceil(std::max(*seconds, 0.0) * 1000.0);
+    return milliseconds >= INT_MAX ? INT_MAX : static_cast<int>(milliseconds);
+}
+
+bool wouldBlock(int error) noexcept { return error == EAGAIN || error == EWOULDBLOCK; }
+
+bool admitted(int client, uid_t helperUser, std::optional<gid_t> admittedGroup) noexcept {
+    try {
+        return PeerCredentials::of(client).mayUseHelper(helperUser, admittedGroup);
+    } catch (...) {
+        return false;
+    }
+}
+
+}  // namespace
+
+UnixSocketTransport::UnixSocketTransport(std::filesystem::path path,
+                                         std::optional<gid_t> admittedGroup)
+    : path_(std::move(path)), helperUser_(::geteuid()), admittedGroup_(admittedGroup) {
+    const sigset_t signals = stopSignals();
+    if (const int error = ::pthread_sigmask(SIG_BLOCK, &signals, &previousSignalMask_);
+        error != 0) {
+        throw std::system_error(error, std::generic_category(), "cannot block SIGINT and SIGTERM");
+    }
+    signals_ = FileDescriptor(::signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC));
+    try {
+        if (!signals_.isOpen()) {
+            SystemCall::throwLastError("signalfd");
+        }
+        listen(admittedGroup);
+    } catch (...) {
+        ::pthread_sigmask(SIG_SETMASK, &previousSignalMask_, nullptr);
+        throw;
+    }
+}
+
+UnixSocketTransport::~UnixSocketTransport() {
+    connections_.clear();
+    listener_.close();
+    struct stat status {};
+    if (::lstat(path_.c_str(), &status) == 0 && status.st_dev == socketDevice_ &&
+        status.st_ino == socketInode_) {
+        ::unlink(path_.c_str());
+    }
+    signals_.close();
+    ::pthread_sigmask(SIG_SETMASK, &previousSignalMask_, nullptr);
+}
+
+void UnixSocketTransport::listen(std::optional<gid_t> admittedGroup) {
+    const UnixSocketAddress address(path_);
+    listener_ = FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!listener_.isOpen()) {
+        SystemCall::throwLastError("socket");
+    }
+    removeStaleSocket(path_, address);
+    // The socket file is born owner-only; nobody can connect before listen() anyway.
+    const mode_t previousMask = ::umask(static_cast<mode_t>(~ownerOnly & 0777));
+    const int bound = ::bind(listener_.get(), address.get(), address.size());
+    ::umask(previousMask);
+    if (bound != 0) {
+        SystemCall::throwLastError("cannot listen at " + path_.string());
+    }
+    struct stat status {};
+    if (admittedGroup && (::chown(path_.c_str(), static_cast<uid_t>(-1), *admittedGroup) != 0 ||
+                          ::chmod(path_.c_str(), ownerAndGroup) != 0)) {
+        SystemCall::throwLastError("cannot open " + path_.string() + " to its group");
+    }
+    if (::lstat(path_.c_str(), &status) != 0 || ::listen(listener_.get(), SOMAXCONN) != 0) {
+        SystemCall::throwLastError("cannot listen at " + path_.string());
+    }
+    socketDevice_ = status.st_dev;
+    socketInode_ = status.st_ino;
+}
+
+std::vector<FanBoostHostTransport::Event> UnixSocketTransport::wait(
+    std::optional<double> timeoutSeconds) {
+    std::vector<Event> events;
+    closeBroken(events);
+    for (auto& [id, connection] : connections_) {
+        takeRequest(id, connection, events);
+    }
+    // What is buffered already is served before waiting for more.
+    if (!events.empty()) {
+        timeoutSeconds = 0.0;
+    }
+    std::vector<pollfd> watched{{signals_.get(), POLLIN, 0},
+                                {acceptingPaused_ ? -1 : listener_.get(), POLLIN, 0}};
+    std::vector<ConnectionID> watchedIDs;
+    for (const auto& [id, connection] : connections_) {
+        // A client that does not read its replies, or whose next request already waits here,
+        // is not read from until that changes.
+        const bool reading = !connection.broken && connection.unsent.size() < unsentLimit &&
+                             connection.frames.bufferedSize() < readAheadLimit;
+        const auto wanted =
+            static_cast<short>((reading ? POLLIN : 0) | (connection.unsent.empty() ? 0 : POLLOUT));
+        watched.push_back({connection.socket.get(), wanted, 0});
+        watchedIDs.push_back(id);
+    }
+    if (::poll(watched.data(), watched.size(), pollTimeout(timeoutSeconds)) < 0) {
+        if (errno == EINTR) {
+            return events;
+        }
+        SystemCall::throwLastError("poll");
+    }
+    if (watched[1].revents != 0) {
+        acceptClients(events);
+    }
+    for (std::size_t index = 0; index < watchedIDs.size(); ++index) {
+        const short ready = watched[index + 2].revents;
+        const auto found = connections_.find(watchedIDs[index]);
+        if (ready == 0 || found == connections_.end()) {
+            continue;
+        }
+        if ((ready & POLLOUT) != 0) {
+            flush(found->second);
+        }
+        if ((ready & (POLLIN | POLLHUP | POLLERR)) != 0) {
+            receive(found->first, found->second, events);
+        }
+    }
+    closeBroken(events);
+    if (watched[0].revents != 0) {
+        signalfd_siginfo received{};
+        while (::read(signals_.get(), &received, sizeof received) > 0) {
+        }
+        events.push_back({.kind = Event::Kind::shutdown});
+    }
+    return events;
+}
+
+void UnixSocketTransport::acceptClients(std::vector<Event>& events) {
+    for (int accepted = 0; accepted < acceptsPerWait; ++accepted) {
+        FileDescriptor client(
+            ::accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (!client.isOpen()) {
+            if (errno == EINTR || errno == ECONNABORTED) {
+                continue;
+            }
+            // Out of descriptors: taken up again when a connection closes.
+            acceptingPaused_ = errno == EMFILE || errno == ENFILE;
+            return;
+        }
+        if (connections_.size() >= maximumConnections ||
+            !admitted(client.get(), helperUser_, admittedGroup_)) {
+            continue;
+        }
+        const ConnectionID id = nextID_++;
+        connections_.emplace(id, Connection{.socket = std::move(client)});
+        events.push_back({.kind = Event::Kind::connected, .connection = id});
+    }
+}
+
+void UnixSocketTransport::receive(ConnectionID id, Connection& connection,
+                                  std::vector<Event>& events) {
+    std::array<char, receiveChunk> buffer{};
+    const ssize_t received = ::recv(connection.socket.get(), buffer.data(), buffer.size(), 0);
+    if (received < 0 && (errno == EINTR || wouldBlock(errno))) {
+        return;
+    }
+    if (received <= 0) {
+        connection.broken = true;
+        return;
+    }
+    connection.frames.append(std::string_view(buffer.data(), static_cast<std::size_t>(received)));
+    takeRequest(id, connection, events);
+}
+
+void UnixSocketTransport::takeRequest(ConnectionID id, Connection& connection,
+                                      std::vector<Event>& events) {
+    // A client that does not read its replies gets no more of them for now.
+    while (!connection.awaitingReply && !connection.broken &&
+           connection.unsent.size() < unsentLimit) {
+        std::optional<std::string> frame = connection.frames.next();
+        if (connection.frames.isOversized()) {
+            queue(connection, ForwardingFanBoostHelper::refusal(FanBoostRequest::oversizedMessage));
+            connection.broken = true;
+            return;
+        }
+        if (!frame) {
+            return;
+        }
+        try {
+            const FanBoostRequest::Operation operation = FanBoostRequest::operation(*frame);
+            connection.awaitingReply = true;
+            events.push_back({.kind = Event::Kind::request,
+                              .connection = id,
+                              .operation = operation,
+                              .request = *std::move(frame),
+                              .reply = replyTo(id)});
+        } catch (const DecodingError& error) {
+            queue(connection, ForwardingFanBoostHelper::refusal(FanBoostRequest::problem(error)));
+        }
+    }
+}
+
+FanBoostHelperProtocol::Reply UnixSocketTransport::replyTo(ConnectionID id) {
+    return [this, id](std::string_view status) {
+        const auto found = connections_.find(id);
+        if (found != connections_.end()) {
+            found->second.awaitingReply = false;
+            queue(found->second, status);
+        }
+    };
+}
+
+void UnixSocketTransport::queue(Connection& connection, std::string_view payload) {
+    connection.unsent += FanBoostFrame::encode(payload);
+    flush(connection);
+}
+
+void UnixSocketTransport::flush(Connection& connection) {
+    while (!connection.unsent.empty() && !connection.broken) {
+        const ssize_t sent = ::send(connection.socket.get(), connection.unsent.data(),
+                                    connection.unsent.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent < 0) {
+            if (errno != EINTR && !wouldBlock(errno)) {
+                connection.broken = true;
+            }
+            if (errno != EINTR) {
+                return;
+            }
+            continue;
+        }
+        connection.unsent.erase(0, static_cast<std::size_t>(sent));
+    }
+}
+
+void UnixSocketTransport::closeBroken(std::vector<Event>& events) {
+    for (auto connection = connections_.begin(); connection != connections_.end();) {
+        if (!connection->second.broken) {
+            ++connection;
+            continue;
+        }
+        events.push_back({.kind = Event::Kind::disconnected, .connection = connection->first});
+        connection = connections_.erase(connection);
+        acceptingPaused_ = false;
+    }
+}
+
+}  // namespace tallowbeck::fanhelper
