@@ -14,7 +14,7 @@ typedef bool BOOL;
     enum _name : _type
 #define API_AVAILABLE(...)
 
-_Pragma("clang assume_nonnull begin")
+#pragma clang assume_nonnull begin
 
 @class Protocol;
 
@@ -22,7 +22,7 @@ _Pragma("clang assume_nonnull begin")
 @end
 
 __attribute__((objc_root_class))
-@interface NSObject <NSObject>
+@interface NSObject<NSObject>
 + (instancetype)alloc;
 - (instancetype)init;
 @end
@@ -77,6 +77,6 @@ typedef NS_ENUM(NSInteger, NSProcessInfoThermalState) {
 - (void)setCodeSigningRequirement:(NSString*)requirement API_AVAILABLE(macos(13.0));
 @end
 
-_Pragma("clang assume_nonnull end")
+#pragma clang assume_nonnull end
 
 #endif
