@@ -87,6 +87,9 @@ std::string FanBoostHelperClient::awaitReply() {
         if (std::optional<std::string> reply = replies_.next()) {
             return *std::move(reply);
         }
+        if (replies_.isOversized()) {
+            throw std::runtime_error("the fan helper's reply is too long");
+        }
         const auto remaining = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
         pollfd readable{socket_.get(), POLLIN, 0};
@@ -109,9 +112,6 @@ std::string FanBoostHelperClient::awaitReply() {
             throw std::runtime_error("the fan helper closed the connection");
         }
         replies_.append(std::string_view(buffer.data(), static_cast<std::size_t>(received)));
-        if (replies_.isOversized()) {
-            throw std::runtime_error("the fan helper's reply is too long");
-        }
     }
 }
 

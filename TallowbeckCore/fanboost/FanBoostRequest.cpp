@@ -19,9 +19,18 @@ constexpr std::array<std::pair<std::string_view, Operation>, 3> operationNames{{
     {"stop", Operation::stop},
 }};
 
-std::string bare(std::string_view operation) {
+std::string_view nameOf(Operation operation) noexcept {
+    for (const auto& [name, known] : operationNames) {
+        if (known == operation) {
+            return name;
+        }
+    }
+    return {};
+}
+
+std::string bare(Operation operation) {
     JSONWriter json;
-    json.beginObject().key(operationKey).value(operation).endObject();
+    json.beginObject().key(operationKey).value(nameOf(operation)).endObject();
     return json.text();
 }
 
@@ -29,15 +38,15 @@ std::string bare(std::string_view operation) {
 
 std::string FanBoostRequest::begin(const FanBoostConfiguration& configuration) {
     JSONWriter json;
-    json.beginObject().key(operationKey).value("begin");
+    json.beginObject().key(operationKey).value(nameOf(Operation::begin));
     configuration.writeMembers(json);
     json.endObject();
     return json.text();
 }
 
-std::string FanBoostRequest::heartbeat() { return bare("heartbeat"); }
+std::string FanBoostRequest::heartbeat() { return bare(Operation::heartbeat); }
 
-std::string FanBoostRequest::stop() { return bare("stop"); }
+std::string FanBoostRequest::stop() { return bare(Operation::stop); }
 
 FanBoostRequest::Operation FanBoostRequest::operation(std::string_view request) {
     simdjson::dom::parser parser;

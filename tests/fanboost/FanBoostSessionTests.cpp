@@ -181,9 +181,17 @@ TEST_F(FanBoostSessionTests, BeginIsRefusedWhileARestorationIsPendingAndSaysSo) 
     mac.smc.state.forceFansToMaximum();
     journal.pending = true;
     mac.smc.failModeWrites();
+    const FanBoostStatus before = session().status();
     const FanBoostStatus refused = session().begin(eighty, owner, 100.0);
     expectStatus(refused, false, false, true, FanBoostSession::busyMessage);
-    EXPECT_FALSE(session().needsTick() && session().status().enabled);
+    // The refusal changes nothing: the restoration is still pending and still ticked for.
+    const FanBoostStatus after = session().status();
+    EXPECT_FALSE(after.enabled);
+    EXPECT_EQ(after.boosting, before.boosting);
+    EXPECT_TRUE(after.restorationPending);
+    EXPECT_TRUE(journal.pending);
+    EXPECT_TRUE(session().needsTick());
+    EXPECT_TRUE(mac.smc.state.anyFanForced());
 }
 
 TEST_F(FanBoostSessionTests, BeginFindingAFanForcedByAnotherControllerIsUnavailable) {

@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "TallowbeckCore/fanboost/FanBoostFrame.hpp"
-#include "TallowbeckCore/fanboost/FanBoostHelperClient.hpp"
 #include "TallowbeckCore/fanboost/FanBoostRequest.hpp"
 #include "TallowbeckCore/fanboost/FanBoostSession.hpp"
 #include "tests/simulated/SimulatedSMCState.hpp"
