@@ -1,6 +1,9 @@
 #include "TallowbeckCore/support/JSONObject.hpp"
 
+#include <charconv>
+#include <cstdint>
 #include <string>
+#include <system_error>
 
 namespace tallowbeck {
 
@@ -38,9 +41,24 @@ bool continuesNumber(char character) noexcept {
            character == '+';
 }
 
-// The text with ".0" after every integer outside strings, so that the parser reads each as a
-// double instead of refusing one that does not fit 64 bits.
-std::string withIntegersAsDecimals(std::string_view json) {
+// Whether `number` is an integer that neither a signed nor an unsigned 64-bit integer holds.
+bool isOversizedInteger(std::string_view number) noexcept {
+    if (number.find_first_of(".eE") != std::string_view::npos) {
+        return false;
+    }
+    const char* const end = number.data() + number.size();
+    std::int64_t signedValue = 0;
+    if (std::from_chars(number.data(), end, signedValue).ec != std::errc::result_out_of_range) {
+        return false;
+    }
+    std::uint64_t unsignedValue = 0;
+    return number.front() == '-' ||
+           std::from_chars(number.data(), end, unsignedValue).ec == std::errc::result_out_of_range;
+}
+
+// The text with ".0" after every integer outside strings that does not fit 64 bits, so that the
+// parser reads it as the nearest double instead of refusing it; every other integer stays one.
+std::string withOversizedIntegersAsDecimals(std::string_view json) {
     std::string decimals;
     decimals.reserve(json.size() + json.size() / 4);
     bool inString = false;
@@ -62,7 +80,7 @@ std::string withIntegersAsDecimals(std::string_view json) {
         }
         const std::string_view number = json.substr(index, end - index);
         decimals += number;
-        if (number.find_first_of(".eE") == std::string_view::npos) {
+        if (isOversizedInteger(number)) {
             decimals += ".0";
         }
         index = end;
@@ -83,7 +101,7 @@ simdjson::dom::element JSONObject::parseDocument(simdjson::dom::parser& parser,
     auto error = parser.parse(bytes.data(), bytes.size(), !padded).get(root);
     // The parser keeps nothing of the text it read, so the rewritten text may go at once.
     if (error == simdjson::NUMBER_ERROR) {
-        const std::string decimals = withIntegersAsDecimals(bytes);
+        const std::string decimals = withOversizedIntegersAsDecimals(bytes);
         error = parser.parse(decimals).get(root);
     }
     if (error) {

@@ -39,6 +39,17 @@ TEST(JSONObjectTests, OtherNumbersOfTheSameTextReadAsBefore) {
     EXPECT_EQ(object.requiredNumber("power"), 2000.0);
 }
 
+TEST(JSONObjectTests, IntegersThatFitStayIntegersBesideOneThatDoesNot) {
+    const std::string json =
+        R"({"id":7,"big":123456789012345678901,"negative":-3,"largest":18446744073709551615})";
+    simdjson::dom::parser parser;
+    const JSONObject object = JSONObject::parse(parser, json);
+    EXPECT_EQ(object.requiredInteger("id"), 7);
+    EXPECT_EQ(object.requiredInteger("negative"), -3);
+    EXPECT_EQ(object.requiredNumber("largest"), 18446744073709551615.0);
+    EXPECT_EQ(object.requiredNumber("big"), 1.2345678901234568e20);
+}
+
 TEST(JSONObjectTests, DigitsInsideStringsStayAsTheyAre) {
     const std::string json =
         R"({"s":"12345678901234567890123 \" 42","k\"1":"9","n":123456789012345678901})";
