@@ -143,6 +143,12 @@ AwakeCommand::AwakeCommand(CLI::App& app) {
     command->add_option("--file", file_, "The history's snapshot file instead of the default")
         ->type_name("PATH")
         ->needs(every);
+    command
+        ->add_option("--retention", retentionDays_,
+                     "Days of samples the history keeps when recording (default 7)")
+        ->type_name("DAYS")
+        ->check(CLI::PositiveNumber)
+        ->needs(every);
     command->add_flag("--json", json_, "Print one JSON object per event instead of text");
     CLI::Option* pid = command->add_option("--pid", pid_, "Keep awake until process PID exits")
                            ->type_name("PID")
@@ -213,6 +219,7 @@ int AwakeCommand::runSession() const {
     if (recordEverySeconds_ > 0) {
         settings.recordingInterval = recordEverySeconds_;
     }
+    settings.retentionDays = retentionDays_;
 
     std::optional<SystemAwakeEvents> events;
     try {

@@ -42,6 +42,7 @@ private:
     bool allowDisplaySleep_ = false;
     double recordEverySeconds_ = 0;  // 0: records nothing
     std::string file_;
+    std::int64_t retentionDays_ = 7;
     bool json_ = false;
     std::optional<std::int32_t> pid_;
     std::vector<std::string> command_;

@@ -44,6 +44,16 @@ int AwakeHost::run() {
 }
 
 std::optional<int> AwakeHost::start(PowerController& controller, const Session& session) {
+    // The watchdog comes first, so that no moment passes with closed-lid sleep off and nobody to
+    // turn it back on should this process die; a restore with nothing to restore is harmless.
+    try {
+        if (session.closedLidEnabled()) {
+            pieces_.startWatchdog();
+        }
+    } catch (const std::exception& error) {
+        pieces_.output.problem(std::string("cannot start tallowbeck-watchdog: ") + error.what());
+        return activationFailedStatus;
+    }
     try {
         controller.activate(session.allowsDisplaySleep(), session.closedLidEnabled());
     } catch (const PowerControlError& error) {
@@ -51,15 +61,6 @@ std::optional<int> AwakeHost::start(PowerController& controller, const Session& 
         if (const std::string detail = pieces_.power.failureDetail(); !detail.empty()) {
             pieces_.output.problem(detail);
         }
-        return activationFailedStatus;
-    }
-    try {
-        if (session.closedLidEnabled()) {
-            pieces_.startWatchdog();
-        }
-    } catch (const std::exception& error) {
-        pieces_.output.problem(std::string("cannot start tallowbeck-watchdog: ") + error.what());
-        finish(controller);
         return activationFailedStatus;
     }
     try {
@@ -88,7 +89,7 @@ AwakeEnding AwakeHost::runUntilEnd(PowerController& controller, const Session& s
             if (const std::optional<AwakeEnding> ending = update(controller, session, safety)) {
                 return *ending;
             }
-            schedule.nextUpdate = nextTime(schedule.nextUpdate, settings_.updatePeriod, now);
+            schedule.nextUpdate = nextTime(schedule.nextUpdate, updatePeriod, now);
         }
         if (schedule.nextRecording && now >= *schedule.nextRecording) {
             record();
@@ -143,9 +144,12 @@ void AwakeHost::finish(PowerController& controller) {
                 return;
             }
         }
-        // A signal or the command's end that comes meanwhile changes nothing any more.
-        static_cast<void>(
-            pieces_.events.waitUntil(pieces_.clock.steadyTime() + deactivationRetryInterval));
+        // A signal or the command's end that comes meanwhile changes nothing any more, nor does
+        // it shorten the wait.
+        const double retryAt = pieces_.clock.steadyTime() + deactivationRetryInterval;
+        while (pieces_.clock.steadyTime() < retryAt) {
+            static_cast<void>(pieces_.events.waitUntil(retryAt));
+        }
     }
 }
 

@@ -34,7 +34,6 @@ public:
         std::optional<double> endsAt;  // seconds since 1970
         bool closedLidEnabled = false;
         bool allowsDisplaySleep = false;
-        double updatePeriod = 5.0;                // seconds
         std::optional<double> recordingInterval;  // seconds; nothing records no samples
         std::int64_t retentionDays = 7;           // of the history samples are recorded to
     };
@@ -55,6 +54,7 @@ public:
     static constexpr int commandNotFoundStatus = 127;
     static constexpr int commandNotRunnableStatus = 126;
     // Between attempts to deactivate, as the watchdog retries its restore.
+    static constexpr double updatePeriod = 5.0;  // seconds
     static constexpr double deactivationRetryInterval = 2.0;
     static constexpr int deactivationAttempts = 3;
 

@@ -16,6 +16,7 @@
 #include "tests/fakes/FakePowerManagement.hpp"
 #include "tests/fakes/ScriptedTemperatureReading.hpp"
 #include "tests/fakes/VirtualSessionTime.hpp"
+#include "tests/testing/Samples.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
 
 namespace tallowbeck {
@@ -141,7 +142,7 @@ TEST_F(AwakeHostTests, ClosedLidModeStartsTheWatchdogAndSendsTheSettingOnEveryUp
     EXPECT_EQ(run(), 0);
 
     EXPECT_THAT(power.calls,
-                ElementsAre(createSystem, "clamshell true", "start watchdog", "clamshell true",
+                ElementsAre("start watchdog", createSystem, "clamshell true", "clamshell true",
                             "clamshell true", "clamshell false", "release 1"));
 }
 
@@ -157,7 +158,7 @@ TEST_F(AwakeHostTests, AFailedReapplicationIsReportedAndTheSessionGoesOn) {
     EXPECT_EQ(output.updates.size(), 2u);
 }
 
-TEST_F(AwakeHostTests, AFailedActivationEndsWithStatusOneAndItsMessageBeforeAnythingStarts) {
+TEST_F(AwakeHostTests, AFailedActivationEndsWithStatusOneAndItsMessageBeforeTheSessionStarts) {
     settings.closedLidEnabled = true;
     power.creationStatuses = {IOReturn::unsupported};
 
@@ -168,10 +169,10 @@ TEST_F(AwakeHostTests, AFailedActivationEndsWithStatusOneAndItsMessageBeforeAnyt
     EXPECT_THAT(output.starts, IsEmpty());
     EXPECT_THAT(output.endings, IsEmpty());
     EXPECT_FALSE(time.begun);
-    EXPECT_THAT(power.calls, ElementsAre(createSystem));
+    EXPECT_THAT(power.calls, ElementsAre("start watchdog", createSystem));
 }
 
-TEST_F(AwakeHostTests, AWatchdogThatCannotStartEndsTheSessionWithEverythingReleased) {
+TEST_F(AwakeHostTests, AWatchdogThatCannotStartEndsTheSessionBeforeAnythingIsHeld) {
     settings.closedLidEnabled = true;
     watchdogFailure = ENOENT;
 
@@ -180,9 +181,7 @@ TEST_F(AwakeHostTests, AWatchdogThatCannotStartEndsTheSessionWithEverythingRelea
     ASSERT_EQ(output.problems.size(), 1u);
     EXPECT_THAT(output.problems[0], ::testing::StartsWith("cannot start tallowbeck-watchdog: "));
     EXPECT_FALSE(time.begun);
-    EXPECT_THAT(power.calls,
-                ElementsAre(createSystem, createDisplay, "clamshell true", "start watchdog",
-                            "clamshell false", "release 1", "release 2"));
+    EXPECT_THAT(power.calls, ElementsAre("start watchdog"));
 }
 
 TEST_F(AwakeHostTests, ACommandThatCannotBeFoundEndsWith127AndEverythingReleased) {
@@ -283,6 +282,23 @@ TEST_F(AwakeHostTests, SamplesAreRecordedAtTheirOwnInterval) {
     EXPECT_THAT(updateTimes(), ElementsAre(0.0, 5.0, 10.0, 15.0));
 }
 
+TEST_F(AwakeHostTests, RecordingKeepsTheHistorysOwnRetention) {
+    const testing::TemporaryDirectory directory;
+    history.emplace(directory.path() / "history.json");
+    constexpr double day = 86400.0;
+    const double tenDaysBefore = testing::VirtualSessionTime::startWallTime - 10 * day;
+    history->append(testing::sampleAt(tenDaysBefore), 30, tenDaysBefore);
+    settings.lengthSeconds = 1.0;
+    settings.recordingInterval = 5.0;
+    settings.retentionDays = 30;
+
+    EXPECT_EQ(run(), 0);
+
+    const auto samples = history->samples();
+    ASSERT_EQ(samples.size(), 2u);
+    EXPECT_EQ(samples[0].recordedAt(), tenDaysBefore);
+}
+
 TEST_F(AwakeHostTests, AHistoryThatCannotBeWrittenIsReportedAndTheSessionGoesOn) {
     const testing::TemporaryDirectory directory;
     directory.write("taken/history.json.lock/file", "a folder where the lock file belongs");
@@ -306,6 +322,17 @@ TEST_F(AwakeHostTests, AFailingDeactivationIsRetriedTwoSecondsApart) {
     EXPECT_THAT(output.problems, IsEmpty());
     EXPECT_THAT(power.calls, ElementsAre(createSystem, createDisplay, "release 1", "release 2",
                                          "release 1", "release 1"));
+}
+
+TEST_F(AwakeHostTests, AnEventDuringTheRetryDoesNotShortenTheWait) {
+    time.at(1.0, AwakeEnding::stopSignal(SIGINT));
+    time.at(2.0, AwakeEnding::stopSignal(SIGTERM));
+    power.releaseStatuses = {-1, IOReturn::success, IOReturn::success};
+
+    EXPECT_EQ(run(), 0);
+
+    EXPECT_EQ(time.elapsed(), 3.0);
+    EXPECT_THAT(output.endings, ElementsAre(AwakeEnding::stopSignal(SIGINT)));
 }
 
 TEST_F(AwakeHostTests, ADeactivationThatKeepsFailingIsReportedAfterThreeAttempts) {

@@ -301,7 +301,9 @@ INSTANTIATE_TEST_SUITE_P(
                       std::vector<std::string>{"--pid", "1"},
                       std::vector<std::string>{"--pid", "4242", "--", "true"},
                       std::vector<std::string>{"--file", "history.json"},
-                      std::vector<std::string>{"--record-every", "nan"}));
+                      std::vector<std::string>{"--record-every", "nan"},
+                      std::vector<std::string>{"--retention", "30"},
+                      std::vector<std::string>{"--record-every", "5", "--retention", "0"}));
 
 }  // namespace
 }  // namespace tallowbeck
