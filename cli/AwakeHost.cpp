@@ -85,16 +85,23 @@ AwakeEnding AwakeHost::runUntilEnd(PowerController& controller, const Session& s
             return AwakeEnding::expired();
         }
         const double now = pieces_.clock.steadyTime();
-        if (now >= schedule.nextUpdate) {
-            if (const std::optional<AwakeEnding> ending = update(controller, session, safety)) {
-                return *ending;
+        const bool updateDue = now >= schedule.nextUpdate;
+        const bool recordingDue = schedule.nextRecording && now >= *schedule.nextRecording;
+        if (updateDue || recordingDue) {
+            // One reading serves both when they fall together.
+            const TemperatureSample sample = SampleCommand::takeSample(pieces_.sensor, true);
+            if (updateDue) {
+                if (const std::optional<AwakeEnding> ending =
+                        update(controller, session, safety, sample)) {
+                    return *ending;
+                }
+                schedule.nextUpdate = nextTime(schedule.nextUpdate, updatePeriod, now);
             }
-            schedule.nextUpdate = nextTime(schedule.nextUpdate, updatePeriod, now);
-        }
-        if (schedule.nextRecording && now >= *schedule.nextRecording) {
-            record();
-            schedule.nextRecording =
-                nextTime(*schedule.nextRecording, *settings_.recordingInterval, now);
+            if (recordingDue) {
+                record(sample);
+                schedule.nextRecording =
+                    nextTime(*schedule.nextRecording, *settings_.recordingInterval, now);
+            }
         }
         if (const std::optional<AwakeEnding> ending =
                 pieces_.events.waitUntil(deadline(schedule, session))) {
@@ -104,13 +111,13 @@ AwakeEnding AwakeHost::runUntilEnd(PowerController& controller, const Session& s
 }
 
 std::optional<AwakeEnding> AwakeHost::update(PowerController& controller, const Session& session,
-                                             SessionThermalSafety& safety) {
+                                             SessionThermalSafety& safety,
+                                             const TemperatureSample& sample) {
     try {
         controller.reapplyClosedLidSetting();
     } catch (const std::exception& error) {
         pieces_.output.problem(error.what());
     }
-    const TemperatureSample sample = SampleCommand::takeSample(pieces_.sensor, true);
     const bool mustEnd =
         safety.evaluate(sample.thermalState(), sample.batteryCelsius(), pieces_.clock.steadyTime());
     pieces_.output.updated({.sample = sample,
@@ -122,11 +129,10 @@ std::optional<AwakeEnding> AwakeHost::update(PowerController& controller, const 
     return std::nullopt;
 }
 
-void AwakeHost::record() {
+void AwakeHost::record(const TemperatureSample& sample) {
     TemperatureHistoryStore& history = *pieces_.history;
     try {
-        history.append(SampleCommand::takeSample(pieces_.sensor, true), settings_.retentionDays,
-                       pieces_.clock.wallTime());
+        history.append(sample, settings_.retentionDays, pieces_.clock.wallTime());
     } catch (const std::exception& error) {
         // A history that cannot take the sample is no reason to let the machine sleep.
         pieces_.output.problem(history.fileURL().string() + ": " + error.what());

@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 
+#include "TallowbeckCore/history/TemperatureSample.hpp"
 #include "TallowbeckCore/platform/PowerManagement.hpp"
 #include "TallowbeckCore/power/PowerController.hpp"
 #include "TallowbeckCore/session/Session.hpp"
@@ -74,8 +75,9 @@ private:
     std::optional<int> start(PowerController& controller, const Session& session);
     AwakeEnding runUntilEnd(PowerController& controller, const Session& session);
     std::optional<AwakeEnding> update(PowerController& controller, const Session& session,
-                                      SessionThermalSafety& safety);
-    void record();
+                                      SessionThermalSafety& safety,
+                                      const TemperatureSample& sample);
+    void record(const TemperatureSample& sample);
     // Retries a failing deactivation a few times; what still fails is reported. Whatever the
     // process holds then goes with it, and the watchdog restores closed-lid sleep.
     void finish(PowerController& controller);

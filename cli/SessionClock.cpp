@@ -1,7 +1,6 @@
 #include "cli/SessionClock.hpp"
 
-#include <chrono>
-
+#include "TallowbeckCore/support/Uptime.hpp"
 #include "TallowbeckCore/support/WallClock.hpp"
 
 namespace tallowbeck::cli {
@@ -10,10 +9,7 @@ namespace {
 class SystemSessionClock final : public SessionClock {
 public:
     double wallTime() noexcept override { return WallClock::now(); }
-    double steadyTime() noexcept override {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
-            .count();
-    }
+    double steadyTime() noexcept override { return Uptime::now(); }
 };
 
 }  // namespace

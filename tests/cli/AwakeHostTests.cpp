@@ -282,6 +282,20 @@ TEST_F(AwakeHostTests, SamplesAreRecordedAtTheirOwnInterval) {
     EXPECT_THAT(updateTimes(), ElementsAre(0.0, 5.0, 10.0, 15.0));
 }
 
+TEST_F(AwakeHostTests, AnUpdateAndARecordingThatFallTogetherShareOneReading) {
+    const testing::TemporaryDirectory directory;
+    history.emplace(directory.path() / "history.json");
+    settings.lengthSeconds = 12.0;
+    settings.recordingInterval = 10.0;
+
+    EXPECT_EQ(run(), 0);
+
+    EXPECT_EQ(sensor.samplesTaken, 3);
+    const auto samples = history->samples();
+    ASSERT_EQ(samples.size(), 2u);
+    EXPECT_EQ(samples[1].id(), output.updates[2].sample.id());
+}
+
 TEST_F(AwakeHostTests, RecordingKeepsTheHistorysOwnRetention) {
     const testing::TemporaryDirectory directory;
     history.emplace(directory.path() / "history.json");
