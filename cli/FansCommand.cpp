@@ -8,16 +8,9 @@
 #include "TallowbeckCore/fanboost/FanBoostHardware.hpp"
 #include "TallowbeckCore/fanboost/FanBoostHardwareError.hpp"
 #include "TallowbeckCore/support/JSONWriter.hpp"
+#include "cli/ReportText.hpp"
 
 namespace tallowbeck::cli {
-
-namespace {
-
-std::string celsius(std::optional<double> temperature) {
-    return temperature ? fmt::format("{:.1f} °C", *temperature) : "unavailable";
-}
-
-}  // namespace
 
 FansCommand::FansCommand(CLI::App& app)
     : command_(app.add_subcommand("fans", "Show both fans and the die temperatures")),
@@ -52,8 +45,8 @@ std::string FansCommand::humanReport(const Readings& readings) {
             fan.actualRPM, fan.minimumRPM, fan.maximumRPM, fan.targetRPM,
             fan.manual ? "forced" : "automatic");
     }
-    report += fmt::format("CPU die:  {}\nGPU die:  {}", celsius(readings.chips.cpuCelsius),
-                          celsius(readings.chips.gpuCelsius));
+    report += fmt::format("CPU die:  {}\nGPU die:  {}", celsiusText(readings.chips.cpuCelsius),
+                          celsiusText(readings.chips.gpuCelsius));
     return report;
 }
 

@@ -9,6 +9,7 @@
 #include "TallowbeckCore/metrics/SystemMetricsReader.hpp"
 #include "TallowbeckCore/support/JSONWriter.hpp"
 #include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
+#include "cli/ReportText.hpp"
 #include "cli/SampleCommand.hpp"
 
 namespace tallowbeck::cli {
@@ -25,10 +26,6 @@ std::string gibibytes(double bytes) {
 std::string gibibytes(std::uint64_t bytes) { return gibibytes(static_cast<double>(bytes)); }
 
 std::string percent(double fraction) { return fmt::format("{:.1f} %", fraction * 100.0); }
-
-std::string celsius(std::optional<double> temperature) {
-    return temperature ? fmt::format("{:.1f} °C", *temperature) : "unavailable";
-}
 
 }  // namespace
 
@@ -67,8 +64,8 @@ std::string StatusCommand::humanReport(const Readings& readings) {
         metrics.memoryPressureScore,
         gibibytes(metrics.diskUsage * static_cast<double>(metrics.totalDiskBytes)),
         gibibytes(metrics.totalDiskBytes), percent(metrics.diskUsage),
-        gibibytes(metrics.availableDiskBytes), celsius(temperatures.batteryCelsius()),
-        celsius(temperatures.cpuCelsius()), celsius(temperatures.gpuCelsius()),
+        gibibytes(metrics.availableDiskBytes), celsiusText(temperatures.batteryCelsius()),
+        celsiusText(temperatures.cpuCelsius()), celsiusText(temperatures.gpuCelsius()),
         displayName(temperatures.thermalState()), temperatures.lidClosed() ? "closed" : "open");
 }
 

@@ -6,14 +6,13 @@
 
 #include "TallowbeckCore/fanboost/FanBoostHardwareError.hpp"
 #include "TallowbeckCore/fanboost/SMCFanController.hpp"
+#include "TallowbeckCore/temperature/SMCKeyData.hpp"
 
 namespace tallowbeck {
 namespace {
 
 using Kind = FanBoostHardwareError::Kind;
 
-constexpr std::uint32_t floatType = fourCharCode("flt ");
-constexpr std::uint32_t byteType = fourCharCode("ui8 ");
 constexpr double highestDecodedRPM = 20000.0;
 constexpr uid_t superuser = 0;
 
@@ -30,10 +29,10 @@ FanBoostHardware::FanBoostHardware(SMCUserClient& smc, SystemValues& values,
 
 std::optional<double> FanBoostHardware::decode(std::uint32_t type,
                                                std::span<const std::uint8_t> bytes) noexcept {
-    if (type == byteType && bytes.size() == 1) {
+    if (type == SMCKeyData::byteType && bytes.size() == 1) {
         return bytes[0];
     }
-    if (type != floatType || bytes.size() != 4) {
+    if (type != SMCKeyData::floatType || bytes.size() != 4) {
         return std::nullopt;
     }
     float single = 0;

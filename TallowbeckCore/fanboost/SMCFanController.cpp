@@ -10,6 +10,7 @@
 #include "TallowbeckCore/fanboost/FanBoostHardware.hpp"
 #include "TallowbeckCore/fanboost/FanBoostHardwareError.hpp"
 #include "TallowbeckCore/support/UTF8.hpp"
+#include "TallowbeckCore/temperature/SMCKeyData.hpp"
 
 namespace tallowbeck {
 namespace {
@@ -18,8 +19,6 @@ using Kind = FanBoostHardwareError::Kind;
 
 constexpr const char* modelName = "hw.model";
 constexpr std::size_t modelBufferSize = 128;
-constexpr std::uint32_t floatType = fourCharCode("flt ");
-constexpr std::uint32_t byteType = fourCharCode("ui8 ");
 constexpr std::uint8_t forcedMode = 1;
 constexpr std::uint8_t automaticMode = 0;
 
@@ -42,7 +41,7 @@ std::string readModel(SystemValues& values) {
         return {};
     }
     const std::string_view text(buffer.data(), std::min(*length, buffer.size()));
-    return UTF8::replacingInvalidSequences(text.substr(0, text.find('\0')));
+    return UTF8::fromZeroTerminated(text);
 }
 
 bool isSupportedModel(SystemValues& values) {
@@ -156,7 +155,7 @@ void SMCFanController::setMode(std::size_t index, bool forced) const {
     requireFanIndex(index);
     const FanKey key(index, "Md");
     const KeyValue mode = readKey(key);
-    if (mode.type != byteType || mode.size != 1) {
+    if (mode.type != SMCKeyData::byteType || mode.size != 1) {
         throw FanBoostHardwareError(Kind::unsupported);
     }
     const std::uint8_t wanted = forced ? forcedMode : automaticMode;
@@ -170,7 +169,7 @@ void SMCFanController::setTarget(std::size_t index, double rpm) const {
     const FanKey key(index, "Tg");
     const SMCKeyData info = readKeyInfo(key);
     // NaN fails both comparisons and the infinities lie outside the range.
-    if (info.dataType != floatType || info.dataSize != 4 ||
+    if (info.dataType != SMCKeyData::floatType || info.dataSize != 4 ||
         !(rpm >= lowestTargetRPM && rpm <= highestTargetRPM)) {
         throw FanBoostHardwareError(Kind::unsupported);
     }

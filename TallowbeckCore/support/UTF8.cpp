@@ -91,4 +91,8 @@ std::string replacingInvalidSequences(std::string_view bytes) {
     return text;
 }
 
+std::string fromZeroTerminated(std::string_view bytes) {
+    return replacingInvalidSequences(bytes.substr(0, bytes.find('\0')));
+}
+
 }  // namespace tallowbeck::UTF8

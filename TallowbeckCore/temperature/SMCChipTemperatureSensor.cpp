@@ -60,7 +60,7 @@ std::string SMCChipTemperatureSensor::readBrandString(SystemValues& values) noex
         return {};
     }
     const std::string_view text(buffer.data(), *length);
-    return UTF8::replacingInvalidSequences(text.substr(0, text.find('\0')));
+    return UTF8::fromZeroTerminated(text);
 }
 
 }  // namespace tallowbeck

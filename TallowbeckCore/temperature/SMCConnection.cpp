@@ -9,7 +9,6 @@
 namespace tallowbeck {
 namespace {
 
-constexpr std::uint32_t floatType = fourCharCode("flt ");
 constexpr std::uint32_t floatSize = 4;
 
 }  // namespace
@@ -71,7 +70,8 @@ bool SMCConnection::call(const SMCKeyData& input, SMCKeyData& output) const noex
 std::optional<double> SMCConnection::readKeyFloat(std::string_view key) const noexcept {
     SMCKeyData input = SMCKeyData::request(key, SMCKeyData::readKeyInfoCommand);
     SMCKeyData output;
-    if (!call(input, output) || output.dataSize != floatSize || output.dataType != floatType) {
+    if (!call(input, output) || output.dataSize != floatSize ||
+        output.dataType != SMCKeyData::floatType) {
         return std::nullopt;
     }
     input.dataSize = floatSize;

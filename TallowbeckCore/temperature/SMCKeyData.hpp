@@ -32,6 +32,9 @@ struct SMCKeyData {
     static constexpr std::uint8_t readKeyInfoCommand = 9;
     static constexpr std::uint8_t readBytesCommand = 5;
     static constexpr std::uint8_t writeBytesCommand = 6;
+    // Value types, stored in `dataType`: a 32-bit float and an unsigned byte.
+    static constexpr std::uint32_t floatType = fourCharCode("flt ");
+    static constexpr std::uint32_t byteType = fourCharCode("ui8 ");
 
     std::uint32_t key = 0;                           // fourCharCode of the key
     std::array<std::uint8_t, 24> protocolVersion{};  // version and power-limit block, unused

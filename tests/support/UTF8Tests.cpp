@@ -21,6 +21,13 @@ std::string replacements(int count) {
     return text;
 }
 
+TEST(UTF8Tests, AZeroTerminatedTextEndsAtItsFirstZeroByte) {
+    using namespace std::string_view_literals;
+    EXPECT_EQ(UTF8::fromZeroTerminated("Mac15,3\0\0garbage"sv), "Mac15,3");
+    EXPECT_EQ(UTF8::fromZeroTerminated("no zero byte"sv), "no zero byte");
+    EXPECT_EQ(UTF8::fromZeroTerminated("\xff\0"sv), "\xef\xbf\xbd");
+}
+
 TEST(UTF8Tests, EmptyTextStaysEmpty) { EXPECT_EQ(replacingInvalidSequences(""), ""); }
 
 TEST(UTF8Tests, ASCIIIsKeptIncludingZeroBytes) {
