@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <system_error>
 
+#include "TallowbeckCore/posix/StopSignals.hpp"
+
 namespace tallowbeck::cli {
 namespace {
 
@@ -23,10 +25,7 @@ void block(const sigset_t& signals) {
 }  // namespace
 
 sigset_t blockStopSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
+    const sigset_t signals = stopSignals();
     block(signals);
     return signals;
 }

@@ -45,14 +45,6 @@ void SMCConnection::close() noexcept {
     }
 }
 
-std::optional<SMCKeyData> SMCConnection::call(const SMCKeyData& input) const noexcept {
-    SMCKeyData output;
-    if (!call(input, output)) {
-        return std::nullopt;
-    }
-    return output;
-}
-
 // The structure goes to the controller and comes back in place, as its own bytes, with no copy
 // on the way: a tick of the fan boost makes fifty of these calls.
 bool SMCConnection::call(const SMCKeyData& input, SMCKeyData& output) const noexcept {

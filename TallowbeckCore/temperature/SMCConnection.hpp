@@ -25,11 +25,9 @@ public:
     SMCConnection& operator=(const SMCConnection&) = delete;
     ~SMCConnection();
 
-    // One structure call: the output, or nothing when the call, its output size or the
-    // controller's result byte tells of a failure.
-    std::optional<SMCKeyData> call(const SMCKeyData& input) const noexcept;
-    // The same call answered into `output`, for callers that make many: false on a failure,
-    // when `output` holds whatever came back.
+    // One structure call, answered into `output` (the fan boost makes fifty a tick): false when
+    // the call, its output size or the controller's result byte tells of a failure, and `output`
+    // then holds whatever came back.
     bool call(const SMCKeyData& input, SMCKeyData& output) const noexcept;
 
     // A "flt " key of 4 bytes as a temperature: nothing for any other type or size, and for

@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "TallowbeckCore/fanboost/FanBoostService.hpp"
-#include "fanhelper/StopSignals.hpp"
+#include "TallowbeckCore/posix/StopSignals.hpp"
 
 // The remote interface, declared alike by the status application.
 @protocol FanBoostHelperProtocol

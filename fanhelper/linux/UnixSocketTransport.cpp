@@ -15,10 +15,10 @@
 
 #include "TallowbeckCore/fanboost/FanBoostFrame.hpp"
 #include "TallowbeckCore/fanboost/ForwardingFanBoostHelper.hpp"
+#include "TallowbeckCore/posix/StopSignals.hpp"
 #include "TallowbeckCore/posix/SystemCall.hpp"
 #include "TallowbeckCore/posix/UnixSocketAddress.hpp"
 #include "TallowbeckCore/support/DecodingError.hpp"
-#include "fanhelper/StopSignals.hpp"
 #include "fanhelper/linux/PeerCredentials.hpp"
 
 namespace tallowbeck::fanhelper {
