@@ -34,14 +34,21 @@ constexpr int hoursPerDay = 24;
 constexpr int minutesPerHour = 60;
 constexpr int secondsPerMinute = 60;
 
-// A check that `parse` accepts the text.
+// An option whose text `parse` turns into `value` once, as it is read; text it refuses is a
+// usage error.
 template <typename Parse>
-CLI::Validator acceptedBy(const std::string& name, const std::string& description, Parse parse) {
-    return CLI::Validator(
-        [description, parse](std::string& text) -> std::string {
-            return parse(text) ? std::string() : text + " is not " + description;
+CLI::Option* addParsedOption(CLI::App& command, const std::string& name,
+                             std::optional<double>& value, const std::string& description,
+                             const std::string& help, Parse parse) {
+    return command.add_option_function<std::string>(
+        name,
+        [&value, name, description, parse](const std::string& text) {
+            value = parse(text);
+            if (!value) {
+                throw CLI::ValidationError(name, text + " is not " + description);
+            }
         },
-        name);
+        help);
 }
 
 std::optional<std::int64_t> leadingNumber(std::string_view& text) noexcept {
@@ -120,18 +127,18 @@ AwakeCommand::AwakeCommand(CLI::App& app) {
         "Keep this machine awake for a while, while a command runs or until a process "
         "exits");
     CLI::Option* forOption =
-        command->add_option("--for", duration_, "How long, as 90s, 45m, 2h or 1h30m")
-            ->type_name("DURATION")
-            ->check(acceptedBy("DURATION", "a duration such as 90s, 45m, 2h or 1h30m",
-                               [](const std::string& text) { return parseDuration(text); }));
-    command
-        ->add_option("--until", until_,
-                     "Until a local time HH:MM[:SS] or a date-time 2024-05-01T18:30:00Z")
+        addParsedOption(*command, "--for", lengthSeconds_,
+                        "a duration such as 90s, 45m, 2h or 1h30m",
+                        "How long, as 90s, 45m, 2h or 1h30m",
+                        [](const std::string& text) { return parseDuration(text); })
+            ->type_name("DURATION");
+    addParsedOption(*command, "--until", endsAt_,
+                    "a coming time HH:MM, HH:MM:SS or YYYY-MM-DDTHH:MM:SSZ",
+                    "Until a local time HH:MM[:SS] or a date-time 2024-05-01T18:30:00Z",
+                    [](const std::string& text) {
+                        return parseEndTime(text, SessionClock::system().wallTime());
+                    })
         ->type_name("TIME")
-        ->check(acceptedBy("TIME", "a coming time HH:MM, HH:MM:SS or YYYY-MM-DDTHH:MM:SSZ",
-                           [](const std::string& text) {
-                               return parseEndTime(text, SessionClock::system().wallTime());
-                           }))
         ->excludes(forOption);
     command->add_flag("--closed-lid", closedLid_, "Keep running with the lid closed");
     command->add_flag("--allow-display-sleep", allowDisplaySleep_, "Let the display sleep");
@@ -204,16 +211,8 @@ int AwakeCommand::runSession() const {
                          json_ ? AwakeConsole::Form::json : AwakeConsole::Form::text,
                          ::isatty(STDOUT_FILENO) == 1);
     AwakeHost::Settings settings;
-    if (!duration_.empty()) {
-        settings.lengthSeconds = parseDuration(duration_);
-    } else if (!until_.empty()) {
-        const std::optional<double> end = parseEndTime(until_, clock.wallTime());
-        if (!end) {
-            console.problem(until_ + " has passed");
-            return usageErrorStatus;
-        }
-        settings.endsAt = end;
-    }
+    settings.lengthSeconds = lengthSeconds_;
+    settings.endsAt = endsAt_;
     settings.closedLidEnabled = closedLid_;
     settings.allowsDisplaySleep = allowDisplaySleep_;
     if (recordEverySeconds_ > 0) {

@@ -36,8 +36,8 @@ private:
     void run() const;
     int runSession() const;
 
-    std::string duration_;
-    std::string until_;
+    std::optional<double> lengthSeconds_;
+    std::optional<double> endsAt_;  // seconds since 1970
     bool closedLid_ = false;
     bool allowDisplaySleep_ = false;
     double recordEverySeconds_ = 0;  // 0: records nothing
