@@ -1,17 +1,23 @@
 #include "fanhelper/FanHelperMain.hpp"
 
 #include <fmt/core.h>
+#include <signal.h>
 
 #include <CLI/CLI.hpp>
+#include <ctime>
 #include <exception>
 #include <memory>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "TallowbeckCore/fanboost/FanBoostHardwareError.hpp"
 #include "TallowbeckCore/fanboost/FanBoostHost.hpp"
 #include "TallowbeckCore/fanboost/FanBoostRecoveryFile.hpp"
 #include "TallowbeckCore/fanboost/FanBoostSession.hpp"
 #include "TallowbeckCore/platform/RunningExecutable.hpp"
+#include "TallowbeckCore/posix/StopSignals.hpp"
+#include "TallowbeckCore/support/Uptime.hpp"
 #include "fanhelper/FanHelperLaunchDefinition.hpp"
 #include "fanhelper/FanHelperTransport.hpp"
 
@@ -52,18 +58,78 @@ void requireSupportedMachine(FanBoostControlling& hardware) {
     }
 }
 
+// The fans, noting why handing them back last failed, so that the helper can say it.
+class RestorationNotingFans final : public FanBoostControlling {
+public:
+    explicit RestorationNotingFans(FanBoostControlling& fans) : fans_(fans) {}
+
+    std::vector<FanSpeed> readFans() override { return fans_.readFans(); }
+    ChipTemperatureReading readChips() noexcept override { return fans_.readChips(); }
+    void setMaximum() override { fans_.setMaximum(); }
+    void restoreAutomatic() override {
+        try {
+            fans_.restoreAutomatic();
+        } catch (const std::exception& error) {
+            lastFailure_ = error.what();
+            throw;
+        }
+    }
+
+    const std::string& lastFailure() const noexcept { return lastFailure_; }
+
+private:
+    FanBoostControlling& fans_;
+    std::string lastFailure_;
+};
+
+// While a helper that died with the fans forced left the flag set, nothing may end this one
+// before the fans are back with the system: it retries every second, saying why, until the flag
+// clears or a stop signal comes. Tells whether the flag cleared.
+bool finishRecovery(FanBoostSession& session, const RestorationNotingFans& fans) {
+    const sigset_t signals = stopSignals();
+    sigset_t previous;
+    ::pthread_sigmask(SIG_BLOCK, &signals, &previous);
+    std::string reported;
+    while (session.status().restorationPending) {
+        if (fans.lastFailure() != reported) {
+            reported = fans.lastFailure();
+            fmt::print(stderr,
+                       "{}: automatic fan control could not be restored yet ({}); retrying every "
+                       "second\n",
+                       programName, reported);
+        }
+        constexpr timespec retryInterval{.tv_sec = 1, .tv_nsec = 0};
+        if (::sigtimedwait(&signals, nullptr, &retryInterval) > 0) {
+            break;
+        }
+        session.tick(Uptime::now());
+    }
+    ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    return !session.status().restorationPending;
+}
+
+void reportUnrestored() {
+    fmt::print(stderr,
+               "{}: automatic fan control could not be restored; the helper restores it when it "
+               "starts again\n",
+               programName);
+}
+
 int serve(const FanHelperOptions& options, const FanHelperMain::Machine& machine) {
-    requireSupportedMachine(machine.hardware);
     FanBoostRecoveryFile journal(options.recoveryFile);
-    // Restores automatic control first when the flag is set, before any client can connect.
-    FanBoostSession session(machine.hardware, journal, machine.thermalState, machine.wallClock);
+    RestorationNotingFans fans(machine.hardware);
+    // Restores automatic control first when the flag is set, before anything can end the helper
+    // and before any client can connect.
+    FanBoostSession session(fans, journal, machine.thermalState, machine.wallClock);
+    if (!finishRecovery(session, fans)) {
+        reportUnrestored();
+        return 0;
+    }
+    requireSupportedMachine(fans);
     const std::unique_ptr<FanBoostHostTransport> transport = openFanHelperTransport(options);
     FanBoostHost host(session, *transport);
     if (host.run().restorationPending) {
-        fmt::print(stderr,
-                   "{}: automatic fan control could not be restored; the helper restores it "
-                   "when it starts again\n",
-                   programName);
+        reportUnrestored();
     }
     return 0;
 }

@@ -46,6 +46,13 @@ void FileOwnership::requireUsersFile(const FileAttributes& attributes, uid_t use
     requireOwner(attributes, user, path);
 }
 
+void FileOwnership::requireUnwritableByOthers(const FileAttributes& attributes,
+                                              const std::filesystem::path& path) {
+    if ((attributes.permissions & writableByGroupOrOthers) != 0) {
+        refuse(EPERM, path, "other users may write to it");
+    }
+}
+
 void FileOwnership::requirePrivateDirectory(const FileAttributes& attributes, uid_t user,
                                             const std::filesystem::path& path) {
     requireNotALink(attributes, path);
@@ -53,9 +60,7 @@ void FileOwnership::requirePrivateDirectory(const FileAttributes& attributes, ui
         refuse(EPERM, path, "it is not a directory");
     }
     requireOwner(attributes, user, path);
-    if ((attributes.permissions & writableByGroupOrOthers) != 0) {
-        refuse(EPERM, path, "other users may write to it");
-    }
+    requireUnwritableByOthers(attributes, path);
 }
 
 void FileOwnership::makePrivateDirectory(FileCalls& calls, const std::filesystem::path& directory,

@@ -20,6 +20,9 @@ public:
     // A regular file owned by `user`.
     static void requireUsersFile(const FileAttributes& attributes, uid_t user,
                                  const std::filesystem::path& path);
+    // Neither the file's group nor other users may write to it.
+    static void requireUnwritableByOthers(const FileAttributes& attributes,
+                                          const std::filesystem::path& path);
     // A directory itself, not a symbolic link to one, owned by `user`, that neither its group
     // nor other users may write to.
     static void requirePrivateDirectory(const FileAttributes& attributes, uid_t user,

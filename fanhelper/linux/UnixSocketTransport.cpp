@@ -66,19 +66,14 @@ int pollTimeout(std::optional<double> seconds) noexcept {
 
 bool wouldBlock(int error) noexcept { return error == EAGAIN || error == EWOULDBLOCK; }
 
-bool admitted(int client, uid_t helperUser, std::optional<gid_t> admittedGroup) noexcept {
-    try {
-        return PeerCredentials::of(client).mayUseHelper(helperUser, admittedGroup);
-    } catch (...) {
-        return false;
-    }
-}
-
 }  // namespace
 
 UnixSocketTransport::UnixSocketTransport(std::filesystem::path path,
-                                         std::optional<gid_t> admittedGroup)
-    : path_(std::move(path)), helperUser_(::geteuid()), admittedGroup_(admittedGroup) {
+                                         std::optional<gid_t> admittedGroup, SocketFileCalls& calls)
+    : path_(std::move(path)),
+      calls_(calls),
+      helperUser_(::geteuid()),
+      admittedGroup_(admittedGroup) {
     const sigset_t signals = stopSignals();
     if (const int error = ::pthread_sigmask(SIG_BLOCK, &signals, &previousSignalMask_);
         error != 0) {
@@ -115,20 +110,35 @@ void UnixSocketTransport::listen(std::optional<gid_t> admittedGroup) {
         SystemCall::throwLastError("socket");
     }
     removeStaleSocket(path_, address);
-    // The socket file is born owner-only; nobody can connect before listen() anyway.
-    const mode_t previousMask = ::umask(static_cast<mode_t>(~ownerOnly & 0777));
-    const int bound = ::bind(listener_.get(), address.get(), address.size());
+    bindSocketFile(address, admittedGroup);
+    if (::listen(listener_.get(), SOMAXCONN) != 0) {
+        SystemCall::throwLastError("cannot listen at " + path_.string());
+    }
+}
+
+void UnixSocketTransport::bindSocketFile(const UnixSocketAddress& address,
+                                         std::optional<gid_t> admittedGroup) {
+    // Born with its final mode, so that no change of mode by name is ever needed.
+    const mode_t mode = admittedGroup ? ownerAndGroup : ownerOnly;
+    const mode_t previousMask = ::umask(static_cast<mode_t>(~mode & 0777));
+    const int bound = calls_.bind(listener_.get(), address);
     ::umask(previousMask);
     if (bound != 0) {
         SystemCall::throwLastError("cannot listen at " + path_.string());
     }
+    // Whatever now bears the name is examined and changed as itself, never through a link.
+    const FileDescriptor node(calls_.openNode(path_.c_str()));
     struct stat status {};
-    if (admittedGroup && (::chown(path_.c_str(), static_cast<uid_t>(-1), *admittedGroup) != 0 ||
-                          ::chmod(path_.c_str(), ownerAndGroup) != 0)) {
-        SystemCall::throwLastError("cannot open " + path_.string() + " to its group");
+    if (!node.isOpen() || calls_.fstat(node.get(), status) != 0) {
+        SystemCall::throwLastError("cannot examine " + path_.string());
     }
-    if (::lstat(path_.c_str(), &status) != 0 || ::listen(listener_.get(), SOMAXCONN) != 0) {
-        SystemCall::throwLastError("cannot listen at " + path_.string());
+    if (!S_ISSOCK(status.st_mode) || status.st_uid != helperUser_) {
+        throw std::system_error(EPERM, std::generic_category(),
+                                "refusing " + path_.string() +
+                                    ": it was replaced by something else while the helper made it");
+    }
+    if (admittedGroup && calls_.changeGroup(node.get(), *admittedGroup) != 0) {
+        SystemCall::throwLastError("cannot open " + path_.string() + " to its group");
     }
     socketDevice_ = status.st_dev;
     socketInode_ = status.st_ino;
@@ -202,14 +212,30 @@ void UnixSocketTransport::acceptClients(std::vector<Event>& events) {
             acceptingPaused_ = errno == EMFILE || errno == ENFILE;
             return;
         }
-        if (connections_.size() >= maximumConnections ||
-            !admitted(client.get(), helperUser_, admittedGroup_)) {
+        const std::optional<uid_t> user = admittedUser(client.get());
+        if (!user) {
             continue;
         }
+        ++connectionsPerUser_[*user];
         const ConnectionID id = nextID_++;
-        connections_.emplace(id, Connection{.socket = std::move(client)});
+        connections_.emplace(id, Connection{.socket = std::move(client), .user = *user});
         events.push_back({.kind = Event::Kind::connected, .connection = id});
     }
+}
+
+std::optional<uid_t> UnixSocketTransport::admittedUser(int client) {
+    std::optional<PeerCredentials> peer;
+    try {
+        peer = PeerCredentials::of(client);
+    } catch (const std::system_error&) {
+        return std::nullopt;
+    }
+    const auto held = connectionsPerUser_.find(peer->user);
+    if (!peer->mayUseHelper(helperUser_, admittedGroup_) ||
+        (held != connectionsPerUser_.end() && held->second >= maximumConnectionsPerUser)) {
+        return std::nullopt;
+    }
+    return peer->user;
 }
 
 void UnixSocketTransport::receive(ConnectionID id, Connection& connection,
@@ -294,6 +320,9 @@ void UnixSocketTransport::closeBroken(std::vector<Event>& events) {
             continue;
         }
         events.push_back({.kind = Event::Kind::disconnected, .connection = connection->first});
+        if (--connectionsPerUser_[connection->second.user] == 0) {
+            connectionsPerUser_.erase(connection->second.user);
+        }
         connection = connections_.erase(connection);
         acceptingPaused_ = false;
     }

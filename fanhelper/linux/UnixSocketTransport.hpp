@@ -14,6 +14,8 @@
 #include "TallowbeckCore/fanboost/FanBoostFrameReader.hpp"
 #include "TallowbeckCore/fanboost/FanBoostHostTransport.hpp"
 #include "TallowbeckCore/posix/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/UnixSocketAddress.hpp"
+#include "fanhelper/linux/SocketFileCalls.hpp"
 
 namespace tallowbeck::fanhelper {
 
@@ -23,23 +25,27 @@ namespace tallowbeck::fanhelper {
 // has its own buffers, so a slow, silent or hostile client holds up nobody else. SIGINT and
 // SIGTERM are taken over while the transport lives and reported as a shutdown.
 //
-// Who may connect: the socket file is the helper user's with mode 0600, or 0660 with an admitted
-// group; on top of that every connection's peer credentials are checked the same way
-// (PeerCredentials::mayUseHelper), and connections that fail are closed at once. A frame
+// Who may connect: the socket file is the helper user's, born with mode 0600, or 0660 with an
+// admitted group, to which it is then given without ever following a link at its name; on top of
+// that every connection's peer credentials are checked the same way
+// (PeerCredentials::mayUseHelper), and connections that fail are closed at once. Each user may
+// hold a few connections at once, so that one who holds many locks out only themselves. A frame
 // announcing more than 64 KiB gets a refusal and the connection is closed; a frame that is not
 // a request, or names an unknown operation, gets a refusal and the connection stays.
 class UnixSocketTransport final : public FanBoostHostTransport {
 public:
-    // Connections beyond these are closed as they come.
-    static constexpr std::size_t maximumConnections = 512;
+    // A user's connections beyond these are closed as they come; a client needs one.
+    static constexpr std::size_t maximumConnectionsPerUser = 8;
     // While this much waits to be sent to a client that does not read, nothing more is read
     // from it nor served.
     static constexpr std::size_t unsentLimit = 64 * 1024;
 
     // Listens at `path`, replacing a socket left there by a helper that died; fails when another
-    // helper still listens there or when something else is in the way. All descriptors are
-    // closed on exec. Throws std::system_error.
-    UnixSocketTransport(std::filesystem::path path, std::optional<gid_t> admittedGroup);
+    // helper still listens there or when something else is in the way, also when the new socket
+    // is swapped for something else before it is given to its group. All descriptors are closed
+    // on exec. Throws std::system_error.
+    UnixSocketTransport(std::filesystem::path path, std::optional<gid_t> admittedGroup,
+                        SocketFileCalls& calls = SocketFileCalls::system());
     // Closes every connection and removes the socket, unless another has taken its place.
     ~UnixSocketTransport() override;
     UnixSocketTransport(const UnixSocketTransport&) = delete;
@@ -52,6 +58,7 @@ public:
 private:
     struct Connection {
         FileDescriptor socket;
+        uid_t user;
         FanBoostFrameReader frames{};
         std::string unsent{};
         bool awaitingReply = false;  // a request is with the host: later ones wait their turn
@@ -59,6 +66,11 @@ private:
     };
 
     void listen(std::optional<gid_t> admittedGroup);
+    // Makes the socket's file with its final mode and gives it to `admittedGroup`.
+    void bindSocketFile(const UnixSocketAddress& address, std::optional<gid_t> admittedGroup);
+    // The user at the other end of `client` when they may connect, and may hold one more
+    // connection.
+    std::optional<uid_t> admittedUser(int client);
     void acceptClients(std::vector<Event>& events);
     void receive(ConnectionID id, Connection& connection, std::vector<Event>& events);
     // Hands the connection's next buffered request to the host, refusing what is not one.
@@ -69,6 +81,7 @@ private:
     FanBoostHelperProtocol::Reply replyTo(ConnectionID id);
 
     std::filesystem::path path_;
+    SocketFileCalls& calls_;
     dev_t socketDevice_ = 0;
     ino_t socketInode_ = 0;
     uid_t helperUser_;
@@ -79,6 +92,7 @@ private:
     bool acceptingPaused_ = false;
     ConnectionID nextID_ = 1;
     std::unordered_map<ConnectionID, Connection> connections_;
+    std::unordered_map<uid_t, std::size_t> connectionsPerUser_;
 };
 
 }  // namespace tallowbeck::fanhelper

@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -345,20 +346,6 @@ TEST_F(UnixSocketTransportTests, AClientThatDoesNotReadItsRepliesHoldsUpNobodyEl
     EXPECT_EQ(polite.receiveFrame(), statusSaying("2"));
 }
 
-TEST_F(UnixSocketTransportTests, ConnectionsBeyondTheLimitAreClosedAsTheyCome) {
-    transport();
-    std::vector<SocketClient> clients;
-    for (std::size_t index = 0; index < UnixSocketTransport::maximumConnections; ++index) {
-        clients.emplace_back(socket);
-    }
-    serveUntil(
-        [&] { return transport().connectionCount() == UnixSocketTransport::maximumConnections; });
-    SocketClient oneTooMany(socket);
-    serveUntil([&] { return hasNews(oneTooMany); });
-    EXPECT_EQ(oneTooMany.receiveFrame(), std::nullopt);
-    EXPECT_EQ(transport().connectionCount(), UnixSocketTransport::maximumConnections);
-}
-
 // Runs `work` as user nobody in group nogroup, with `groups` as its supplementary groups. The
 // test's folder must let others through.
 ChildProcess asNobody(std::vector<gid_t> groups, const std::function<int()>& work) {
@@ -415,6 +402,91 @@ TEST_F(UnixSocketTransportTests, WithoutTheGroupTheFilesPermissionsKeepOthersOut
         return 1;
     });
     EXPECT_EQ(outsider.waitForExit(patience).shellStatus(), 0);
+}
+
+TEST_F(UnixSocketTransportTests, AUsersConnectionsBeyondTheLimitAreClosedWhileOthersAreServed) {
+    ASSERT_EQ(::geteuid(), 0u) << "acting as another user needs the superuser";
+    fs::permissions(directory.path(), fs::perms::others_exec, fs::perm_options::add);
+    transport(admittedGroup);
+    std::vector<SocketClient> clients;
+    for (std::size_t index = 0; index < UnixSocketTransport::maximumConnectionsPerUser; ++index) {
+        clients.emplace_back(socket);
+    }
+    serveUntil([&] {
+        return transport().connectionCount() == UnixSocketTransport::maximumConnectionsPerUser;
+    });
+    SocketClient oneTooMany(socket);
+    serveUntil([&] { return hasNews(oneTooMany); });
+    EXPECT_EQ(oneTooMany.receiveFrame(), std::nullopt);
+    // Another user is not locked out by the first one's connections.
+    ChildProcess member = asNobody({admittedGroup}, [this] {
+        SocketClient client(socket);
+        return client.ask(FanBoostRequest::stop()).error == "2" ? 0 : 1;
+    });
+    std::optional<testing::ChildExit> exit;
+    serveUntil([&] { return exit || (exit = member.exitWithin(0ms)); });
+    ASSERT_TRUE(exit.has_value());
+    EXPECT_EQ(exit->shellStatus(), 0);
+    // A connection that closes makes room for one more of the same user.
+    clients.pop_back();
+    serveUntil([&] {
+        return transport().connectionCount() < UnixSocketTransport::maximumConnectionsPerUser;
+    });
+    SocketClient again(socket);
+    again.send(frame(FanBoostRequest::heartbeat()));
+    serveUntil([&] { return hasNews(again); });
+    EXPECT_EQ(again.receiveFrame(), statusSaying("1"));
+}
+
+// Plays the member of the admitted group who swaps the helper's new socket for a link to a file
+// of their choice right after it is made.
+class LinkSwappingCalls final : public SocketFileCalls {
+public:
+    explicit LinkSwappingCalls(fs::path target) : target_(std::move(target)) {}
+
+    int bind(int socket, const UnixSocketAddress& address) override {
+        const int result = SocketFileCalls::bind(socket, address);
+        const fs::path path = reinterpret_cast<const sockaddr_un*>(address.get())->sun_path;
+        fs::remove(path);
+        fs::create_symlink(target_, path);
+        return result;
+    }
+
+private:
+    fs::path target_;
+};
+
+TEST_F(UnixSocketTransportTests, ALinkInPlaceOfTheNewSocketLeavesItsTargetAlone) {
+    const fs::path target = directory.write("precious", "secret\n");
+    ASSERT_EQ(::chown(target.c_str(), nobody, noGroup), 0);
+    ASSERT_EQ(::chmod(target.c_str(), 0600), 0);
+    LinkSwappingCalls swapping(target);
+    const auto error = testing::thrown<std::system_error>(
+        [&] { UnixSocketTransport attacked(socket, admittedGroup, swapping); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(error->code(), std::errc::operation_not_permitted);
+    struct stat status {};
+    ASSERT_EQ(::stat(target.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, nobody);
+    EXPECT_EQ(status.st_gid, noGroup);
+    EXPECT_EQ(status.st_mode & 07777, 0600u);
+}
+
+TEST_F(UnixSocketTransportTests, TheSocketIsBornWithItsFinalMode) {
+    // Seen from inside the bind: no moment passes with the socket open to more than it will be.
+    class ModeNotingCalls final : public SocketFileCalls {
+    public:
+        int bind(int socket, const UnixSocketAddress& address) override {
+            const int result = SocketFileCalls::bind(socket, address);
+            struct stat status {};
+            ::lstat(reinterpret_cast<const sockaddr_un*>(address.get())->sun_path, &status);
+            modeAtBirth = status.st_mode & 07777;
+            return result;
+        }
+        mode_t modeAtBirth = 0;
+    } noting;
+    const UnixSocketTransport listening(socket, admittedGroup, noting);
+    EXPECT_EQ(noting.modeAtBirth, 0660u);
 }
 
 }  // namespace
