@@ -20,12 +20,13 @@ struct FanBoostConfiguration {
     // Both thresholds finite and from 65 to 95 °C, both ends included.
     bool isValid() const noexcept;
 
-    // {"cpuThresholdCelsius":…,"gpuThresholdCelsius":…}
+    // {"cpuThresholdCelsius":…,"gpuThresholdCelsius":…}; a threshold that is not finite is the
+    // string "NaN", "Infinity" or "-Infinity", so that it reaches whoever checks it.
     std::string json() const;
     void writeJSON(JSONWriter& json) const;
     // The two members alone, into an object begun by the caller.
     void writeMembers(JSONWriter& json) const;
-    // Throws DecodingError; both keys are required numbers.
+    // Throws DecodingError; both keys are required numbers or one of those three strings.
     static FanBoostConfiguration fromJSON(std::string_view text);
     static FanBoostConfiguration fromJSON(const JSONObject& object);
 

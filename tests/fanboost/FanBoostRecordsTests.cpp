@@ -77,6 +77,20 @@ TEST(FanBoostRecordsTests, AConfigurationIsWrittenWithItsFieldNamesInOrder) {
     EXPECT_EQ(FanBoostConfiguration::fromJSON(configuration.json()), configuration);
 }
 
+TEST(FanBoostRecordsTests, AThresholdThatIsNotFiniteIsWrittenAsAWordAndReadBack) {
+    const FanBoostConfiguration infinities{.cpuThresholdCelsius = infinity,
+                                           .gpuThresholdCelsius = -infinity};
+    EXPECT_EQ(infinities.json(),
+              R"({"cpuThresholdCelsius":"Infinity","gpuThresholdCelsius":"-Infinity"})");
+    EXPECT_EQ(FanBoostConfiguration::fromJSON(infinities.json()), infinities);
+    const FanBoostConfiguration withNaN{.cpuThresholdCelsius = 80.0, .gpuThresholdCelsius = nan};
+    EXPECT_EQ(withNaN.json(), R"({"cpuThresholdCelsius":80,"gpuThresholdCelsius":"NaN"})");
+    const FanBoostConfiguration decoded = FanBoostConfiguration::fromJSON(withNaN.json());
+    EXPECT_EQ(decoded.cpuThresholdCelsius, 80.0);
+    EXPECT_TRUE(std::isnan(decoded.gpuThresholdCelsius));
+    EXPECT_FALSE(decoded.isValid());
+}
+
 TEST(FanBoostRecordsTests, AConfigurationOutOfRangeDecodesAllTheSame) {
     const FanBoostConfiguration configuration =
         FanBoostConfiguration::fromJSON(R"({"cpuThresholdCelsius":20,"gpuThresholdCelsius":200})");
@@ -90,6 +104,12 @@ TEST(FanBoostRecordsTests, AConfigurationNeedsBothThresholdsAsNumbers) {
                                                "gpuThresholdCelsius");
     expectDecodingError<FanBoostConfiguration>(
         R"({"cpuThresholdCelsius":"80","gpuThresholdCelsius":80})", Kind::typeMismatch,
+        "cpuThresholdCelsius");
+    expectDecodingError<FanBoostConfiguration>(
+        R"({"cpuThresholdCelsius":80,"gpuThresholdCelsius":"nan"})", Kind::typeMismatch,
+        "gpuThresholdCelsius");
+    expectDecodingError<FanBoostConfiguration>(
+        R"({"cpuThresholdCelsius":true,"gpuThresholdCelsius":80})", Kind::typeMismatch,
         "cpuThresholdCelsius");
     expectDecodingError<FanBoostConfiguration>(
         R"({"cpuThresholdCelsius":80,"gpuThresholdCelsius":null})", Kind::valueNotFound,

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -102,6 +103,19 @@ TEST_F(ForwardingFanBoostHelperTests, ThresholdsOutOfRangeGetTheSessionsOwnMessa
         FanBoostConfiguration{.cpuThresholdCelsius = 60.0, .gpuThresholdCelsius = 80.0}.json(),
         replies.callback());
     EXPECT_EQ(replies.only().error, FanBoostSession::invalidThresholdsMessage);
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
+}
+
+TEST_F(ForwardingFanBoostHelperTests, ThresholdsThatAreNotFiniteGetTheSessionsOwnMessage) {
+    for (const double odd :
+         {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+          -std::numeric_limits<double>::infinity()}) {
+        Replies replies;
+        client.begin(FanBoostRequest::begin(FanBoostConfiguration{.cpuThresholdCelsius = odd,
+                                                                  .gpuThresholdCelsius = 80.0}),
+                     replies.callback());
+        EXPECT_EQ(replies.only().error, FanBoostSession::invalidThresholdsMessage) << odd;
+    }
     EXPECT_FALSE(mac.smc.state.anyFanForced());
 }
 

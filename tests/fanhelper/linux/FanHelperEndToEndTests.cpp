@@ -243,6 +243,16 @@ TEST_F(FanHelperEndToEndTests, ThresholdsOutsideTheRangeGetTheSessionsOwnMessage
     EXPECT_FALSE(fs::exists(flag));
 }
 
+TEST_F(FanHelperEndToEndTests, AThresholdThatIsNotANumberGetsTheSessionsOwnMessage) {
+    startHelper();
+    const testing::ProgramResult result = runTool({"fans", "boost", "--cpu", "nan", "--gpu", "80"});
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.standardError,
+              "tallowbeck: Choose a fan boost temperature from 65 to 95 °C.\n");
+    EXPECT_TRUE(fansAutomatic());
+    EXPECT_FALSE(fs::exists(flag));
+}
+
 TEST_F(FanHelperEndToEndTests, StatusShowsWhatTheHelperPublishes) {
     startHelper();
     testing::ProgramResult idle = runTool({"fans", "boost", "status"});
