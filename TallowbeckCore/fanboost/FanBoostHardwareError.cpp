@@ -5,6 +5,9 @@ namespace tallowbeck {
 FanBoostHardwareError::FanBoostHardwareError(Kind kind, std::optional<std::int32_t> status)
     : std::runtime_error(description(kind)), kind_(kind), status_(status) {}
 
+FanBoostHardwareError::FanBoostHardwareError(Kind kind, const std::string& cause)
+    : std::runtime_error(cause), kind_(kind) {}
+
 const char* FanBoostHardwareError::description(Kind kind) noexcept {
     switch (kind) {
         case Kind::unsupported:

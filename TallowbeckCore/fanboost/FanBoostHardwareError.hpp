@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
+#include <string>
 
 namespace tallowbeck {
 
-// Why the fans could not be read or driven. what() is a fixed English description of the kind.
+// Why the fans could not be read or driven. what() is a fixed English description of the kind,
+// or the cause where one is given.
 class FanBoostHardwareError : public std::runtime_error {
 public:
     enum class Kind {
@@ -19,6 +21,9 @@ public:
 
     // `status` is the platform's status where a platform call failed with one.
     explicit FanBoostHardwareError(Kind kind, std::optional<std::int32_t> status = std::nullopt);
+    // The kind with what exactly was found, where the kind alone would not say: an unsupported
+    // fan count, key or target, rather than an unsupported model.
+    FanBoostHardwareError(Kind kind, const std::string& cause);
 
     Kind kind() const noexcept { return kind_; }
     std::optional<std::int32_t> status() const noexcept { return status_; }

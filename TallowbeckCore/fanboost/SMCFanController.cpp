@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <charconv>
 #include <cstring>
 #include <optional>
 #include <stdexcept>
@@ -51,8 +52,37 @@ bool isSupportedModel(SystemValues& values) {
 
 void requireFanIndex(std::size_t index) {
     if (index >= SMCFanController::fanCount) {
-        throw FanBoostHardwareError(Kind::unsupported);
+        throw FanBoostHardwareError(Kind::unsupported, "there is no fan " + std::to_string(index) +
+                                                           ", only fans 0 and 1 are driven");
     }
+}
+
+// A key type's four characters as the controller names it, each unprintable byte as '?'.
+std::string typeName(std::uint32_t type) {
+    std::string name;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        const auto character = static_cast<char>((type >> shift) & 0xFF);
+        name += character >= ' ' && character <= '~' ? character : '?';
+    }
+    return name;
+}
+
+[[noreturn]] void throwUnexpectedKey(std::string_view key, std::uint32_t type, std::uint32_t size,
+                                     std::string_view expected) {
+    throw FanBoostHardwareError(Kind::unsupported, "the fan key " + std::string(key) + " holds a " +
+                                                       std::to_string(size) + "-byte \"" +
+                                                       typeName(type) + "\" value where " +
+                                                       std::string(expected) + " is expected");
+}
+
+std::string shortest(double number) {
+    std::array<char, 32> text{};
+    const auto written = std::to_chars(text.data(), text.data() + text.size(), number);
+    return {text.data(), written.ptr};
+}
+
+std::string fanCountText(std::optional<double> count) {
+    return count ? "is " + shortest(*count) : "cannot be read as a number";
 }
 
 }  // namespace
@@ -145,8 +175,11 @@ FanSpeed SMCFanController::readFan(std::size_t index) const {
 
 std::vector<FanSpeed> SMCFanController::readFans() const {
     const KeyValue count = readKey("FNum");
-    if (FanBoostHardware::decode(count.type, count.value()) != static_cast<double>(fanCount)) {
-        throw FanBoostHardwareError(Kind::unsupported);
+    const std::optional<double> fans = FanBoostHardware::decode(count.type, count.value());
+    if (fans != static_cast<double>(fanCount)) {
+        throw FanBoostHardwareError(
+            Kind::unsupported,
+            "the fan count " + fanCountText(fans) + " where machines with 2 fans are supported");
     }
     return {readFan(0), readFan(1)};
 }
@@ -156,7 +189,7 @@ void SMCFanController::setMode(std::size_t index, bool forced) const {
     const FanKey key(index, "Md");
     const KeyValue mode = readKey(key);
     if (mode.type != SMCKeyData::byteType || mode.size != 1) {
-        throw FanBoostHardwareError(Kind::unsupported);
+        throwUnexpectedKey(key, mode.type, mode.size, "a 1-byte \"ui8 \"");
     }
     const std::uint8_t wanted = forced ? forcedMode : automaticMode;
     if (mode.bytes[0] != wanted) {
@@ -168,10 +201,13 @@ void SMCFanController::setTarget(std::size_t index, double rpm) const {
     requireFanIndex(index);
     const FanKey key(index, "Tg");
     const SMCKeyData info = readKeyInfo(key);
+    if (info.dataType != SMCKeyData::floatType || info.dataSize != 4) {
+        throwUnexpectedKey(key, info.dataType, info.dataSize, "a 4-byte \"flt \"");
+    }
     // NaN fails both comparisons and the infinities lie outside the range.
-    if (info.dataType != SMCKeyData::floatType || info.dataSize != 4 ||
-        !(rpm >= lowestTargetRPM && rpm <= highestTargetRPM)) {
-        throw FanBoostHardwareError(Kind::unsupported);
+    if (!(rpm >= lowestTargetRPM && rpm <= highestTargetRPM)) {
+        throw FanBoostHardwareError(Kind::unsupported, "the fan target " + shortest(rpm) +
+                                                           " rpm lies outside 500 to 10000 rpm");
     }
     const auto bytes = std::bit_cast<std::array<std::uint8_t, 4>>(static_cast<float>(rpm));
     writeKey(key, bytes);

@@ -160,6 +160,35 @@ TEST(SMCFanControllerTests, AFanIndexBeyondTheSecondIsUnsupportedWithoutAnyCall)
     EXPECT_TRUE(open.smc.calls.empty());
 }
 
+std::string messageOf(const std::function<void()>& operation) {
+    const std::optional<FanBoostHardwareError> error = thrown<FanBoostHardwareError>(operation);
+    return error ? error->what() : "";
+}
+
+TEST(SMCFanControllerTests, EachUnsupportedCauseIsNamedInTheMessage) {
+    OpenController open;
+    EXPECT_EQ(messageOf([&] { open.controller.setMode(2, true); }),
+              "there is no fan 2, only fans 0 and 1 are driven");
+    EXPECT_EQ(messageOf([&] { open.controller.setTarget(0, 12000.0); }),
+              "the fan target 12000 rpm lies outside 500 to 10000 rpm");
+    open.smc.state.keyInfoOverrides["F0Md"] = {.type = "flag", .size = 1};
+    EXPECT_EQ(messageOf([&] { open.controller.setMode(0, true); }),
+              R"(the fan key F0Md holds a 1-byte "flag" value where a 1-byte "ui8 " is expected)");
+    open.smc.state.keyInfoOverrides["F1Tg"] = {.type = "fpe2", .size = 2};
+    EXPECT_EQ(messageOf([&] { open.controller.setTarget(1, 3000.0); }),
+              R"(the fan key F1Tg holds a 2-byte "fpe2" value where a 4-byte "flt " is expected)");
+    open.smc.state.reportedFanCount = 3;
+    EXPECT_EQ(messageOf([&] { open.controller.readFans(); }),
+              "the fan count is 3 where machines with 2 fans are supported");
+}
+
+TEST(SMCFanControllerTests, AnUnsupportedModelIsNamedAsSuch) {
+    SimulatedSMC smc;
+    testing::FakeSystemValues values = SimulatedMac::systemValues("MacBookAir10,1");
+    EXPECT_EQ(messageOf([&] { SMCFanController::open(smc, values); }),
+              "this Mac model is not supported");
+}
+
 TEST(SMCFanControllerTests, ReadKeyGivesTheTypeAndTheValueBytes) {
     OpenController open;
     const SMCFanController::KeyValue count = open.controller.readKey("FNum");
