@@ -35,6 +35,8 @@ void FanBoostHost::handle(Event& event) {
             if (const auto connection = connections_.find(event.connection);
                 connection != connections_.end()) {
                 serve(connection->second, event);
+            } else {
+                event.reply(ForwardingFanBoostHelper::refusal(unknownConnectionMessage));
             }
             return;
         case Event::Kind::disconnected:

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <string_view>
 #include <unordered_map>
 
 #include "TallowbeckCore/fanboost/FanBoostHostTransport.hpp"
@@ -20,6 +21,10 @@ class FanBoostHost {
 public:
     // Often enough for the 10-second freshness of the readings and the 15-second lease.
     static constexpr double defaultTickPeriod = 1.0;
+    // The refusal of a request on a connection the host was never told of: every request gets
+    // one reply, and such a stranger gets no say over the session.
+    static constexpr std::string_view unknownConnectionMessage =
+        "The fan helper does not know this connection.";
 
     // The session and the transport must outlive the host.
     FanBoostHost(FanBoostSession& session, FanBoostHostTransport& transport,

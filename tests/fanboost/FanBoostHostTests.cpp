@@ -67,6 +67,18 @@ TEST_F(FanBoostHostTests, AnIdleHostWaitsWithoutATimerAndNeverTicks) {
     EXPECT_FALSE(lastReply(1).enabled);
 }
 
+TEST_F(FanBoostHostTests, ARequestOnAConnectionTheHostDoesNotKnowIsRefusedOnce) {
+    clients.request(10.0, 7, Operation::begin, eighty);
+    clients.shutdown(20.0);
+    run();
+    ASSERT_EQ(clients.replies[7].size(), 1u);
+    const FanBoostStatus refused = lastReply(7);
+    EXPECT_FALSE(refused.enabled);
+    EXPECT_EQ(refused.error, FanBoostHost::unknownConnectionMessage);
+    EXPECT_FALSE(mac.smc.state.anyFanForced());
+    EXPECT_TRUE(tickTimes.empty());
+}
+
 TEST_F(FanBoostHostTests, ARunningBoostIsTickedEverySecondAndNoLongerOnceItStops) {
     clients.connect(0.0, 1);
     clients.request(1.0, 1, Operation::begin, eighty);
