@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "cli/ReportText.hpp"
 #include "cli/StopSignals.hpp"
 
 namespace tallowbeck::cli {
@@ -81,7 +82,7 @@ std::string FanBoostCommand::humanReport(const FanBoostStatus& status) {
         report += ')';
     }
     if (status.error) {
-        report += ": " + *status.error;
+        report += ": " + printableText(*status.error);
     }
     return report;
 }
@@ -126,7 +127,8 @@ void FanBoostCommand::boost() const {
     FanBoostStatus status =
         helper.begin({.cpuThresholdCelsius = *cpuCelsius_, .gpuThresholdCelsius = *gpuCelsius_});
     if (!status.enabled) {
-        fail(status.error.value_or("the fan helper did not begin the fan boost"));
+        fail(status.error ? printableText(*status.error)
+                          : "the fan helper did not begin the fan boost");
     }
     StatusPrinter printer([this](const FanBoostStatus& shown) { return report(shown); });
     printer.show(status);

@@ -2,6 +2,8 @@
 
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -31,6 +33,37 @@ void keepBrokenPipesQuiet(int socket) noexcept {
 }
 #endif
 
+uid_t listeningUser(int socket) {
+#ifdef SO_PEERCRED
+    ucred credentials{};
+    socklen_t size = sizeof credentials;
+    if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
+        SystemCall::throwLastError("cannot learn who answers for the fan helper");
+    }
+    return credentials.uid;
+#else
+    uid_t user = 0;
+    gid_t group = 0;
+    if (::getpeereid(socket, &user, &group) != 0) {
+        SystemCall::throwLastError("cannot learn who answers for the fan helper");
+    }
+    return user;
+#endif
+}
+
+// Only the superuser, or whoever owns the socket file, answers for the helper: a reply is shown
+// to the user and believed, so a stranger listening at the path must not be heard.
+void requireTrustedListener(int socket, const std::filesystem::path& path) {
+    const uid_t listener = listeningUser(socket);
+    struct stat file {};
+    if (listener == 0 || (::stat(path.c_str(), &file) == 0 && file.st_uid == listener)) {
+        return;
+    }
+    throw std::runtime_error("the process listening at " + path.string() +
+                             " is neither the superuser nor the socket's owner, so it is not "
+                             "taken for the fan helper");
+}
+
 FileDescriptor connectedSocket(const std::filesystem::path& path) {
     const UnixSocketAddress address(path);
     FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -42,6 +75,7 @@ FileDescriptor connectedSocket(const std::filesystem::path& path) {
             [&] { return ::connect(socket.get(), address.get(), address.size()); }) != 0) {
         SystemCall::throwLastError(path.string());
     }
+    requireTrustedListener(socket.get(), path);
     return socket;
 }
 

@@ -22,7 +22,8 @@ public:
     // A helper that takes longer to answer is taken to be gone.
     static constexpr std::chrono::seconds replyTimeout{10};
 
-    // Throws std::system_error with the connect's error when the helper cannot be reached.
+    // Throws std::system_error with the connect's error when the helper cannot be reached, and
+    // std::runtime_error when the listener is neither the superuser nor the socket's owner.
     explicit FanBoostHelperClient(const std::filesystem::path& socket);
 
     // Each throws std::runtime_error when the helper closes the connection, does not answer in

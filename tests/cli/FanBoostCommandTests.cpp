@@ -51,6 +51,20 @@ TEST(FanBoostCommandTests, TheHumanReportEndsWithTheStatussMessage) {
         "could not be restored yet. Fan Boost will keep retrying.");
 }
 
+TEST(FanBoostCommandTests, TheHumanReportShowsControlCharactersInTheMessageEscaped) {
+    const FanBoostStatus status{.enabled = false,
+                                .boosting = false,
+                                .restorationPending = false,
+                                .fans = {},
+                                .error =
+                                    "\x1b]0;owned\x07\x1b[2J\r\n\xc2\x9b"
+                                    "31m 80 \xc2\xb0"
+                                    "C \\x1b"};
+    EXPECT_EQ(FanBoostCommand::humanReport(status),
+              "Fan Boost off: \\x1B]0;owned\\x07\\x1B[2J\\x0D\\x0A\\u009B31m 80 \xc2\xb0"
+              "C \\\\x1b");
+}
+
 TEST(FanBoostCommandTests, ABoostNeedsBothThresholds) {
     const testing::ProgramResult result =
         testing::runProgram(TALLOWBECK_CLI_PATH, {"fans", "boost", "--cpu", "80"});

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -15,6 +16,7 @@
 #include "TallowbeckCore/fanboost/FanBoostRequest.hpp"
 #include "TallowbeckCore/posix/FileDescriptor.hpp"
 #include "TallowbeckCore/posix/UnixSocketAddress.hpp"
+#include "tests/testing/ChildProcess.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
 #include "tests/testing/Thrown.hpp"
 
@@ -126,6 +128,47 @@ TEST(FanBoostHelperClientTests, AnAnswerThatIsNotAStatusIsReported) {
     const ScriptedHelper helper(FanBoostFrame::encode(R"({"enabled":true})"),
                                 ScriptedHelper::AfterAnswer::stayOpen);
     EXPECT_EQ(failureOf(helper.path()).rfind("the fan helper's reply is not a status: ", 0), 0u);
+}
+
+constexpr uid_t nobody = 65534;
+
+// A socket at `path`, bound by the test but listened on by user nobody, whom the kernel then
+// names as the peer of whoever connects.
+FileDescriptor listenedOnByNobody(const std::filesystem::path& path) {
+    FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const UnixSocketAddress address(path);
+    if (!socket.isOpen() || ::bind(socket.get(), address.get(), address.size()) != 0) {
+        throw std::system_error(errno, std::generic_category(), "bind");
+    }
+    testing::ChildProcess listener = testing::ChildProcess::fork(
+        [&socket] { return ::setuid(nobody) == 0 && ::listen(socket.get(), 1) == 0 ? 0 : 1; });
+    if (listener.waitForExit().exitStatus() != 0) {
+        throw std::runtime_error("nobody could not listen");
+    }
+    return socket;
+}
+
+TEST(FanBoostHelperClientTests, AListenerThatIsNeitherTheSuperuserNorTheSocketsOwnerIsRefused) {
+    ASSERT_EQ(::geteuid(), 0u) << "listening as another user needs the superuser";
+    const TemporaryDirectory folder;
+    const std::filesystem::path path = folder.path() / "helper.socket";
+    const FileDescriptor listener = listenedOnByNobody(path);
+    const std::optional<std::runtime_error> error =
+        thrown<std::runtime_error>([&] { FanBoostHelperClient client(path); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(std::string(error->what()),
+              "the process listening at " + path.string() +
+                  " is neither the superuser nor the socket's owner, so it is not taken for the "
+                  "fan helper");
+}
+
+TEST(FanBoostHelperClientTests, AListenerThatOwnsTheSocketIsTrusted) {
+    ASSERT_EQ(::geteuid(), 0u) << "listening as another user needs the superuser";
+    const TemporaryDirectory folder;
+    const std::filesystem::path path = folder.path() / "helper.socket";
+    const FileDescriptor listener = listenedOnByNobody(path);
+    ASSERT_EQ(::chown(path.c_str(), nobody, static_cast<gid_t>(-1)), 0);
+    EXPECT_NO_THROW(FanBoostHelperClient client(path));
 }
 
 TEST(FanBoostHelperClientTests, NoHelperListeningIsAConnectionError) {
