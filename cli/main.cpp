@@ -7,6 +7,7 @@
 #include "cli/FansCommand.hpp"
 #include "cli/HistoryCommand.hpp"
 #include "cli/MarsCommand.hpp"
+#include "cli/MetricsCommand.hpp"
 #include "cli/MoonCommand.hpp"
 #include "cli/PlanetsCommand.hpp"
 #include "cli/SampleCommand.hpp"
@@ -36,6 +37,7 @@ int main(int argc, char** argv) {
     const tallowbeck::cli::PlanetsCommand planets(app);
     const tallowbeck::cli::MarsCommand mars(app);
     const tallowbeck::cli::FansCommand fans(app);
+    const tallowbeck::cli::MetricsCommand metrics(app);
 
     try {
         app.parse(argc, argv);
