@@ -16,7 +16,8 @@ namespace tallowbeck::fanhelper {
 //
 // Options:
 //   --socket PATH          (Linux) listen at PATH, by default
-//                          /run/com.tallowbeck.Quillmoss.FanHelper.socket
+//                          /run/com.tallowbeck.Quillmoss.FanHelper.socket; a listening socket
+//                          handed over by the service manager (LISTEN_FDS) takes its place
 //   --group NAME           (Linux) members of group NAME may connect too: the socket is then
 //                          0660 with that group instead of 0600; the superuser and the helper's
 //                          own user may always connect

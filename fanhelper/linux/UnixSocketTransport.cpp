@@ -1,5 +1,6 @@
 #include "fanhelper/linux/UnixSocketTransport.hpp"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
@@ -74,16 +75,8 @@ UnixSocketTransport::UnixSocketTransport(std::filesystem::path path,
       calls_(calls),
       helperUser_(::geteuid()),
       admittedGroup_(admittedGroup) {
-    const sigset_t signals = stopSignals();
-    if (const int error = ::pthread_sigmask(SIG_BLOCK, &signals, &previousSignalMask_);
-        error != 0) {
-        throw std::system_error(error, std::generic_category(), "cannot block SIGINT and SIGTERM");
-    }
-    signals_ = FileDescriptor(::signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC));
+    awaitStopSignals();
     try {
-        if (!signals_.isOpen()) {
-            SystemCall::throwLastError("signalfd");
-        }
         listen(admittedGroup);
     } catch (...) {
         ::pthread_sigmask(SIG_SETMASK, &previousSignalMask_, nullptr);
@@ -91,16 +84,45 @@ UnixSocketTransport::UnixSocketTransport(std::filesystem::path path,
     }
 }
 
+UnixSocketTransport::UnixSocketTransport(FileDescriptor listening,
+                                         std::optional<gid_t> admittedGroup)
+    : calls_(SocketFileCalls::system()),
+      helperUser_(::geteuid()),
+      admittedGroup_(admittedGroup),
+      listener_(std::move(listening)) {
+    // Accepting relies on a listener that never blocks, whoever made it.
+    const int flags = ::fcntl(listener_.get(), F_GETFL);
+    if (flags < 0 || ::fcntl(listener_.get(), F_SETFL, flags | O_NONBLOCK) != 0 ||
+        ::fcntl(listener_.get(), F_SETFD, FD_CLOEXEC) != 0) {
+        SystemCall::throwLastError("cannot take over the listening socket");
+    }
+    awaitStopSignals();
+}
+
 UnixSocketTransport::~UnixSocketTransport() {
     connections_.clear();
     listener_.close();
     struct stat status {};
-    if (::lstat(path_.c_str(), &status) == 0 && status.st_dev == socketDevice_ &&
-        status.st_ino == socketInode_) {
+    if (madeSocket_ && ::lstat(path_.c_str(), &status) == 0 &&
+        std::pair(status.st_dev, status.st_ino) == *madeSocket_) {
         ::unlink(path_.c_str());
     }
     signals_.close();
     ::pthread_sigmask(SIG_SETMASK, &previousSignalMask_, nullptr);
+}
+
+void UnixSocketTransport::awaitStopSignals() {
+    const sigset_t signals = stopSignals();
+    if (const int error = ::pthread_sigmask(SIG_BLOCK, &signals, &previousSignalMask_);
+        error != 0) {
+        throw std::system_error(error, std::generic_category(), "cannot block SIGINT and SIGTERM");
+    }
+    signals_ = FileDescriptor(::signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC));
+    if (!signals_.isOpen()) {
+        const int error = errno;
+        ::pthread_sigmask(SIG_SETMASK, &previousSignalMask_, nullptr);
+        throw std::system_error(error, std::generic_category(), "signalfd");
+    }
 }
 
 void UnixSocketTransport::listen(std::optional<gid_t> admittedGroup) {
@@ -140,8 +162,7 @@ void UnixSocketTransport::bindSocketFile(const UnixSocketAddress& address,
     if (admittedGroup && calls_.changeGroup(node.get(), *admittedGroup) != 0) {
         SystemCall::throwLastError("cannot open " + path_.string() + " to its group");
     }
-    socketDevice_ = status.st_dev;
-    socketInode_ = status.st_ino;
+    madeSocket_ = std::pair(status.st_dev, status.st_ino);
 }
 
 std::vector<FanBoostHostTransport::Event> UnixSocketTransport::wait(

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "TallowbeckCore/fanboost/FanBoostFrameReader.hpp"
@@ -46,7 +47,11 @@ public:
     // on exec. Throws std::system_error.
     UnixSocketTransport(std::filesystem::path path, std::optional<gid_t> admittedGroup,
                         SocketFileCalls& calls = SocketFileCalls::system());
-    // Closes every connection and removes the socket, unless another has taken its place.
+    // Serves on `listening`, a Unix stream socket that listens already, such as one the service
+    // manager made and hands over; its file is the manager's to make and remove. Throws
+    // std::system_error.
+    UnixSocketTransport(FileDescriptor listening, std::optional<gid_t> admittedGroup);
+    // Closes every connection and removes the socket it made, unless another has taken its place.
     ~UnixSocketTransport() override;
     UnixSocketTransport(const UnixSocketTransport&) = delete;
     UnixSocketTransport& operator=(const UnixSocketTransport&) = delete;
@@ -65,6 +70,8 @@ private:
         bool broken = false;         // to be closed and reported
     };
 
+    // Takes SIGINT and SIGTERM over for the transport's life.
+    void awaitStopSignals();
     void listen(std::optional<gid_t> admittedGroup);
     // Makes the socket's file with its final mode and gives it to `admittedGroup`.
     void bindSocketFile(const UnixSocketAddress& address, std::optional<gid_t> admittedGroup);
@@ -82,8 +89,8 @@ private:
 
     std::filesystem::path path_;
     SocketFileCalls& calls_;
-    dev_t socketDevice_ = 0;
-    ino_t socketInode_ = 0;
+    // The socket file this transport made; none for one handed over.
+    std::optional<std::pair<dev_t, ino_t>> madeSocket_;
     uid_t helperUser_;
     std::optional<gid_t> admittedGroup_;
     sigset_t previousSignalMask_{};

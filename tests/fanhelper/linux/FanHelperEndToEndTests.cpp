@@ -1,12 +1,15 @@
 // The fan helper as a real process, with the helper's own server code driving simulated fans kept
 // in a file, and real clients: the tallowbeck tool and raw sockets.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <random>
 #include <sstream>
@@ -17,6 +20,8 @@
 #include "TallowbeckCore/fanboost/FanBoostFrame.hpp"
 #include "TallowbeckCore/fanboost/FanBoostRequest.hpp"
 #include "TallowbeckCore/fanboost/FanBoostSession.hpp"
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
+#include "TallowbeckCore/posix/UnixSocketAddress.hpp"
 #include "tests/simulated/SimulatedSMCState.hpp"
 #include "tests/testing/BecomesTrue.hpp"
 #include "tests/testing/CapturedOutput.hpp"
@@ -241,6 +246,33 @@ TEST_F(FanHelperEndToEndTests, ThresholdsOutsideTheRangeGetTheSessionsOwnMessage
               "tallowbeck: Choose a fan boost temperature from 65 to 95 °C.\n");
     EXPECT_TRUE(fansAutomatic());
     EXPECT_FALSE(fs::exists(flag));
+}
+
+TEST_F(FanHelperEndToEndTests, AHelperStartedByTheServiceManagerServesOnTheSocketItIsHanded) {
+    // Made and listened on as the service manager would, then handed over as descriptor 3.
+    const FileDescriptor listening(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const UnixSocketAddress address(socket);
+    ASSERT_EQ(::bind(listening.get(), address.get(), address.size()), 0);
+    ASSERT_EQ(::listen(listening.get(), 8), 0);
+    const fs::path unused = directory.path() / "never-made.socket";
+    const std::function<void()> dying = testing::dyingWithThisProcess();
+    helper.emplace(ChildProcess::start(
+        "/bin/sh",
+        {"-c", "LISTEN_PID=$$ LISTEN_FDS=1 exec \"$0\" \"$@\"", simulatedHelperPath, fans.string(),
+         "--socket", unused.string(), "--recovery-file", flag.string()},
+        {.error = helperErrors.descriptor()}, [&listening, &dying] {
+            dying();
+            // A descriptor already at 3 only loses its close-on-exec flag.
+            listening.get() == 3 ? ::fcntl(3, F_SETFD, 0) : ::dup2(listening.get(), 3);
+        }));
+    const testing::ProgramResult status = runTool({"fans", "boost", "status"});
+    EXPECT_EQ(status.exitStatus, 0) << status.standardError << helperErrors.text();
+    EXPECT_EQ(status.standardOutput, "Fan Boost off\n");
+    helper->signal(SIGTERM);
+    EXPECT_EQ(helper->waitForExit(patience).shellStatus(), 0) << helperErrors.text();
+    EXPECT_FALSE(fs::exists(unused)) << helperErrors.text();
+    // The socket file is the service manager's, left for the next start.
+    EXPECT_TRUE(fs::is_socket(socket));
 }
 
 TEST_F(FanHelperEndToEndTests, AThresholdThatIsNotANumberGetsTheSessionsOwnMessage) {
