@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "cli/AwakeCommand.hpp"
+#include "cli/CompletionCommand.hpp"
 #include "cli/FansCommand.hpp"
 #include "cli/HistoryCommand.hpp"
 #include "cli/MarsCommand.hpp"
@@ -38,6 +39,7 @@ int main(int argc, char** argv) {
     const tallowbeck::cli::MarsCommand mars(app);
     const tallowbeck::cli::FansCommand fans(app);
     const tallowbeck::cli::MetricsCommand metrics(app);
+    const tallowbeck::cli::CompletionCommand completion(app);
 
     try {
         app.parse(argc, argv);
