@@ -15,13 +15,17 @@ foreach(variable IN ITEMS SOURCE_DIR BUILD_DIR WORK_DIR)
   endif()
 endforeach()
 
-set(packages simdjson GTest CLI11 fmt benchmark)
+set(packages simdjson GTest CLI11 fmt benchmark prometheus-cpp civetweb)
 list(TRANSFORM packages APPEND _DIR OUTPUT_VARIABLE package_folders)
-load_cache(${BUILD_DIR} READ_WITH_PREFIX outer_ TALLOWBECK_BUILD_BENCHMARKS ${package_folders})
+# What prometheus-cpp's own package looks for in turn, found by find modules.
+set(found_by_modules LIBDL_INCLUDE_DIRS LIBDL_LIBRARIES LIBRT_INCLUDE_DIRS LIBRT_LIBRARIES
+  ZLIB_INCLUDE_DIR ZLIB_LIBRARY_RELEASE CURL_INCLUDE_DIR CURL_LIBRARY_RELEASE)
+load_cache(${BUILD_DIR} READ_WITH_PREFIX outer_ TALLOWBECK_BUILD_BENCHMARKS ${package_folders}
+  ${found_by_modules})
 set(package_hints "")
-foreach(folder IN LISTS package_folders)
-  if(outer_${folder})
-    list(APPEND package_hints "-D${folder}=${outer_${folder}}")
+foreach(variable IN LISTS package_folders found_by_modules)
+  if(outer_${variable})
+    list(APPEND package_hints "-D${variable}=${outer_${variable}}")
   endif()
 endforeach()
 
