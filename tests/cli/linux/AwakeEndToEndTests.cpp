@@ -22,6 +22,7 @@
 #include "tests/testing/CapturedOutput.hpp"
 #include "tests/testing/ChildProcess.hpp"
 #include "tests/testing/DyingWithThisProcess.hpp"
+#include "tests/testing/FileContents.hpp"
 #include "tests/testing/PrivateBuses.hpp"
 #include "tests/testing/Subreaper.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
@@ -227,6 +228,37 @@ TEST(AwakeEndToEndTests, TheCommandRunsAwakeAndItsExitStatusIsPassedOn) {
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
+TEST(AwakeEndToEndTests, TheCommandGetsEveryWordAfterTheSeparatorByteForByte) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    const testing::TemporaryDirectory directory;
+    const fs::path written = directory.path() / "arguments";
+    const std::vector<std::string> words{"[x]", "[a,b]", "[]",         "{}",       "--",
+                                         "-h",  "",      "two\nlines", "\xff\xfe", "--for"};
+    // The shell writes each of its arguments followed by a NUL to the file named by its $0.
+    std::vector<std::string> arguments{
+        "--allow-display-sleep", "--", "/bin/sh", "-c", R"(printf '%s\0' "$@" >"$0")",
+        written.string()};
+    arguments.insert(arguments.end(), words.begin(), words.end());
+    AwakeRun run(machine, arguments);
+
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+
+    std::string expected;
+    for (const std::string& word : words) {
+        expected += word + '\0';
+    }
+    EXPECT_EQ(testing::contentsOf(written), expected);
+}
+
+TEST(AwakeEndToEndTests, OnlyTheFirstSeparatorEndsTheOptions) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--", "/bin/sh", "-c", "exit 5", "--", "--pid", "4242"});
+
+    EXPECT_EQ(run.exitWithin(patience), 5) << ::testing::PrintToString(run.errors());
+}
+
 TEST(AwakeEndToEndTests, ACommandThatDoesNotExistEndsWith127) {
     const PrivateBuses buses;
     const Machine machine = Machine::cool();
@@ -300,6 +332,7 @@ INSTANTIATE_TEST_SUITE_P(
                       std::vector<std::string>{"--until", "2000-01-01T00:00:00Z"},
                       std::vector<std::string>{"--pid", "1"},
                       std::vector<std::string>{"--pid", "4242", "--", "true"},
+                      std::vector<std::string>{"true"},
                       std::vector<std::string>{"--file", "history.json"},
                       std::vector<std::string>{"--record-every", "nan"},
                       std::vector<std::string>{"--retention", "30"},
