@@ -155,12 +155,13 @@ AwakeCommand::AwakeCommand(CLI::App& app) {
         ->add_option("--retention", retentionDays_,
                      "Days of samples the history keeps when recording (default 7)")
         ->type_name("DAYS")
-        ->check(CLI::PositiveNumber)
+        ->transform(decimalWholeNumber(1))
         ->needs(every);
     command->add_flag("--json", json_, "Print one JSON object per event instead of text");
-    CLI::Option* pid = command->add_option("--pid", pid_, "Keep awake until process PID exits")
-                           ->type_name("PID")
-                           ->check(CLI::Range(2, std::numeric_limits<std::int32_t>::max()));
+    CLI::Option* pid =
+        command->add_option("--pid", pid_, "Keep awake until process PID exits")
+            ->type_name("PID")
+            ->transform(decimalWholeNumber(2, std::numeric_limits<std::int32_t>::max()));
     // Only in the help: a command before "--" would reach here with its words rewritten.
     CLI::Option* program =
         command
