@@ -126,6 +126,7 @@ AwakeCommand::AwakeCommand(CLI::App& app) {
         "awake",
         "Keep this machine awake for a while, while a command runs or until a process "
         "exits");
+    subcommand_ = command;
     CLI::Option* forOption =
         addParsedOption(*command, "--for", lengthSeconds_,
                         "a duration such as 90s, 45m, 2h or 1h30m",
@@ -154,14 +155,23 @@ AwakeCommand::AwakeCommand(CLI::App& app) {
         ->add_option("--retention", retentionDays_,
                      "Days of samples the history keeps when recording (default 7)")
         ->type_name("DAYS")
-        ->check(CLI::PositiveNumber)
+        ->transform(decimalWholeNumber(1))
         ->needs(every);
     command->add_flag("--json", json_, "Print one JSON object per event instead of text");
-    CLI::Option* pid = command->add_option("--pid", pid_, "Keep awake until process PID exits")
-                           ->type_name("PID")
-                           ->check(CLI::Range(2, std::numeric_limits<std::int32_t>::max()));
+    CLI::Option* pid =
+        command->add_option("--pid", pid_, "Keep awake until process PID exits")
+            ->type_name("PID")
+            ->transform(decimalWholeNumber(2, std::numeric_limits<std::int32_t>::max()));
+    // Only in the help: a command before "--" would reach here with its words rewritten.
     CLI::Option* program =
-        command->add_option("command", command_, "Keep awake while COMMAND runs (after --)")
+        command
+            ->add_option_function<std::vector<std::string>>(
+                "command",
+                [](const std::vector<std::string>&) {
+                    throw CLI::ValidationError(
+                        "COMMAND", "goes after --, as in tallowbeck awake -- COMMAND [ARGS...]");
+                },
+                "Keep awake while COMMAND runs (after --)")
             ->type_name("COMMAND [ARGS...]");
     pid->excludes(program);
     command->callback([this] { run(); });
@@ -199,7 +209,14 @@ std::optional<double> AwakeCommand::parseEndTime(std::string_view text, double n
     return std::nullopt;
 }
 
+void AwakeCommand::takeCommand(std::vector<std::string> words) { command_ = std::move(words); }
+
+bool AwakeCommand::chosen() const { return subcommand_->parsed(); }
+
 void AwakeCommand::run() const {
+    if (pid_ && !command_.empty()) {
+        throw CLI::ExcludesError("--pid", "a command after --");
+    }
     if (const int status = runSession(); status != 0) {
         throw CLI::RuntimeError(status);
     }

@@ -23,6 +23,13 @@ public:
 
     explicit AwakeCommand(CLI::App& app);
 
+    // The command and its arguments: the words after the first bare "--" of the command line,
+    // exactly as given. They never reach CLI11, which would read list-like words such as "[a,b]"
+    // as lists of their own even there.
+    void takeCommand(std::vector<std::string> words);
+    // Whether the command line chose awake.
+    bool chosen() const;
+
     // "90s", "45m", "2h", "1h30m", "1h30m15s", or whole seconds alone ("90"): the hours, minutes
     // and seconds in that order, each at most once, together above 0 s and at most a year.
     static std::optional<double> parseDuration(std::string_view text) noexcept;
@@ -36,6 +43,8 @@ private:
     void run() const;
     int runSession() const;
 
+    CLI::App* subcommand_ = nullptr;
+
     std::optional<double> lengthSeconds_;
     std::optional<double> endsAt_;  // seconds since 1970
     bool closedLid_ = false;
@@ -45,7 +54,7 @@ private:
     std::int64_t retentionDays_ = 7;
     bool json_ = false;
     std::optional<std::int32_t> pid_;
-    std::vector<std::string> command_;
+    std::vector<std::string> command_;  // the words after "--", as given
 };
 
 }  // namespace tallowbeck::cli

@@ -3,12 +3,25 @@
 #include <fmt/core.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
 #include "TallowbeckCore/support/InternetDateTime.hpp"
 
 namespace tallowbeck::cli {
+
+namespace {
+
+std::string wholeNumberRange(std::int64_t least, std::int64_t most) {
+    return most == std::numeric_limits<std::int64_t>::max()
+               ? fmt::format("of at least {}", least)
+               : fmt::format("from {} to {}", least, most);
+}
+
+bool isDecimalDigit(char character) { return character >= '0' && character <= '9'; }
+
+}  // namespace
 
 CLI::Validator numberWhere(const std::string& name, const std::string& description,
                            bool (*accepts)(double)) {
@@ -23,6 +36,24 @@ CLI::Validator numberWhere(const std::string& name, const std::string& descripti
             return fmt::format("{} is not {}", text, description);
         },
         name);
+}
+
+CLI::Validator decimalWholeNumber(std::int64_t least, std::int64_t most) {
+    const std::string range = wholeNumberRange(least, most);
+    return CLI::Validator(
+        [least, most, range](std::string& text) -> std::string {
+            std::int64_t value = 0;
+            const char* end = text.data() + text.size();
+            const auto [stop, error] = std::from_chars(text.data(), end, value);
+            if (std::all_of(text.begin(), text.end(), isDecimalDigit) && error == std::errc() &&
+                stop == end && value >= least && value <= most) {
+                // CLI11 converts what is left, where a leading zero would mean octal.
+                text = std::to_string(value);
+                return {};
+            }
+            return fmt::format("{} is not a whole number in decimal digits {}", text, range);
+        },
+        "INT " + range);
 }
 
 const CLI::Validator& positiveInterval() {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 
@@ -22,6 +24,12 @@ CLI::Validator numberWhere(const std::string& name, const std::string& descripti
 const CLI::Validator& positiveInterval();
 // A finite number of at least 0.
 const CLI::Validator& nonNegativeNumber();
+
+// A whole number from `least` to `most` in decimal digits alone, "0123" being 123. Every integer
+// option takes it, through `transform`, which lets it drop the leading zeros (`check` would not):
+// CLI11 alone reads integers as C literals, "0123" as 83 and "0x10" as 16.
+CLI::Validator decimalWholeNumber(std::int64_t least,
+                                  std::int64_t most = std::numeric_limits<std::int64_t>::max());
 
 // `--at DATE`: an ISO 8601 date and time with an optional fraction of a second and a "Z" or
 // numeric offset, stored in `moment` as seconds since 1970 UTC. Any other text is a usage error.

@@ -49,7 +49,7 @@ HistoryCommand::HistoryCommand(CLI::App& app, FileCalls& calls) : calls_(calls) 
     history
         ->add_option("--retention", retentionDays_, "Days of samples that record keeps (default 7)")
         ->type_name("DAYS")
-        ->check(CLI::PositiveNumber);
+        ->transform(decimalWholeNumber(1));
     addShow(*history);
     addRecord(*history);
     addExport(*history);

@@ -5,28 +5,24 @@
 #include <CLI/CLI.hpp>
 
 #include "TallowbeckCore/astronomy/MarsMissionCalculator.hpp"
-#include "TallowbeckCore/support/InternetDateTime.hpp"
 #include "TallowbeckCore/support/JSONWriter.hpp"
 #include "TallowbeckCore/support/WallClock.hpp"
 #include "cli/CommandOptions.hpp"
+#include "cli/ReportText.hpp"
 
 namespace tallowbeck::cli {
 
 namespace {
 
 std::string windowText(const HohmannTransferWindow& window) {
-    return fmt::format("departs {}, arrives {}", InternetDateTime::text(window.departureDate),
-                       InternetDateTime::text(window.arrivalDate));
+    return fmt::format("departs {}, arrives {}", dateText(window.departureDate),
+                       dateText(window.arrivalDate));
 }
 
 void writeWindow(JSONWriter& json, std::string_view name, const HohmannTransferWindow& window) {
-    json.key(name)
-        .beginObject()
-        .key("departureDate")
-        .value(InternetDateTime::textWithMilliseconds(window.departureDate))
-        .key("arrivalDate")
-        .value(InternetDateTime::textWithMilliseconds(window.arrivalDate))
-        .endObject();
+    json.key(name).beginObject();
+    dateValue(json.key("departureDate"), window.departureDate);
+    dateValue(json.key("arrivalDate"), window.arrivalDate).endObject();
 }
 
 }  // namespace
@@ -51,18 +47,15 @@ std::string MarsCommand::humanReport(const MarsMissionGeometry& geometry) {
         "Earth to Mars window:  {}\n"
         "Mars to Earth window:  {}\n"
         "Transfer duration:     {:.1f} days",
-        InternetDateTime::text(geometry.closestApproach.date),
-        geometry.closestApproach.distanceKilometers, windowText(geometry.nextEarthToMarsWindow),
-        windowText(geometry.nextMarsToEarthWindow), geometry.idealTransferDurationDays);
+        dateText(geometry.closestApproach.date), geometry.closestApproach.distanceKilometers,
+        windowText(geometry.nextEarthToMarsWindow), windowText(geometry.nextMarsToEarthWindow),
+        geometry.idealTransferDurationDays);
 }
 
 std::string MarsCommand::jsonReport(const MarsMissionGeometry& geometry) {
     JSONWriter json;
-    json.beginObject()
-        .key("closestApproach")
-        .beginObject()
-        .key("date")
-        .value(InternetDateTime::textWithMilliseconds(geometry.closestApproach.date))
+    json.beginObject().key("closestApproach").beginObject();
+    dateValue(json.key("date"), geometry.closestApproach.date)
         .key("distanceKilometers")
         .value(geometry.closestApproach.distanceKilometers)
         .endObject()

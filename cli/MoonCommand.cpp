@@ -9,6 +9,7 @@
 #include "TallowbeckCore/support/JSONWriter.hpp"
 #include "TallowbeckCore/support/WallClock.hpp"
 #include "cli/CommandOptions.hpp"
+#include "cli/ReportText.hpp"
 
 namespace tallowbeck::cli {
 
@@ -18,7 +19,8 @@ std::string horizonEventText(const std::optional<LunarHorizonEvent>& event) {
     if (!event) {
         return "no moonrise or moonset within 72 hours";
     }
-    return fmt::format("{} at {}", textValue(event->kind), InternetDateTime::text(event->date));
+    const char* at = InternetDateTime::canWrite(event->date) ? " at" : "";
+    return fmt::format("{}{} {}", textValue(event->kind), at, dateText(event->date));
 }
 
 }  // namespace
@@ -67,8 +69,8 @@ std::string MoonCommand::humanReport(const LunarSnapshot& snapshot) {
         snapshot.distanceKilometers, snapshot.altitudeDegrees, snapshot.azimuthDegrees,
         snapshot.rightAscensionHours, snapshot.declinationDegrees,
         snapshot.eclipticLongitudeDegrees, snapshot.eclipticLatitudeDegrees,
-        horizonEventText(snapshot.nextHorizonEvent), InternetDateTime::text(snapshot.nextNewMoon),
-        InternetDateTime::text(snapshot.nextFullMoon));
+        horizonEventText(snapshot.nextHorizonEvent), dateText(snapshot.nextNewMoon),
+        dateText(snapshot.nextFullMoon));
 }
 
 std::string MoonCommand::jsonReport(const LunarSnapshot& snapshot) {
@@ -97,19 +99,11 @@ std::string MoonCommand::jsonReport(const LunarSnapshot& snapshot) {
         .key("eclipticLatitudeDegrees")
         .value(snapshot.eclipticLatitudeDegrees);
     if (const auto& event = snapshot.nextHorizonEvent) {
-        json.key("nextHorizonEvent")
-            .beginObject()
-            .key("kind")
-            .value(textValue(event->kind))
-            .key("date")
-            .value(InternetDateTime::textWithMilliseconds(event->date))
-            .endObject();
+        json.key("nextHorizonEvent").beginObject().key("kind").value(textValue(event->kind));
+        dateValue(json.key("date"), event->date).endObject();
     }
-    json.key("nextNewMoon")
-        .value(InternetDateTime::textWithMilliseconds(snapshot.nextNewMoon))
-        .key("nextFullMoon")
-        .value(InternetDateTime::textWithMilliseconds(snapshot.nextFullMoon))
-        .endObject();
+    dateValue(json.key("nextNewMoon"), snapshot.nextNewMoon);
+    dateValue(json.key("nextFullMoon"), snapshot.nextFullMoon).endObject();
     return json.text();
 }
 

@@ -1,7 +1,12 @@
 #include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "cli/AwakeCommand.hpp"
 #include "cli/CompletionCommand.hpp"
@@ -22,6 +27,11 @@ bool isRequestForInformation(const CLI::ParseError& error) {
     return error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
 }
 
+// Where the options end: the first bare "--", or argc. Everything after it is awake's command.
+int separatorIndex(int argc, char** argv) {
+    return static_cast<int>(std::find(argv + 1, argv + argc, std::string_view("--")) - argv);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -33,7 +43,7 @@ int main(int argc, char** argv) {
     const tallowbeck::cli::StatusCommand status(app);
     const tallowbeck::cli::SampleCommand sample(app);
     const tallowbeck::cli::HistoryCommand history(app);
-    const tallowbeck::cli::AwakeCommand awake(app);
+    tallowbeck::cli::AwakeCommand awake(app);
     const tallowbeck::cli::MoonCommand moon(app);
     const tallowbeck::cli::PlanetsCommand planets(app);
     const tallowbeck::cli::MarsCommand mars(app);
@@ -41,8 +51,21 @@ int main(int argc, char** argv) {
     const tallowbeck::cli::MetricsCommand metrics(app);
     const tallowbeck::cli::CompletionCommand completion(app);
 
+    const int separator = separatorIndex(argc, argv);
+    const std::vector<std::string> afterSeparator(argv + std::min(separator + 1, argc),
+                                                  argv + argc);
+    // Before any command runs: only awake takes words after "--".
+    app.parse_complete_callback([&awake, &afterSeparator] {
+        if (!awake.chosen() && !afterSeparator.empty()) {
+            throw CLI::ExtrasError(fmt::format("only awake takes a command after --, not: {}",
+                                               fmt::join(afterSeparator, " ")),
+                                   CLI::ExitCodes::ExtrasError);
+        }
+    });
+    awake.takeCommand(afterSeparator);
+
     try {
-        app.parse(argc, argv);
+        app.parse(separator, argv);
     } catch (const CLI::RuntimeError& error) {
         // A command that ran to its end with a status of its own; it has said what it had to.
         return error.get_exit_code();

@@ -175,6 +175,10 @@ bool canWrite(double secondsSince1970) noexcept {
     return whole >= earliest && whole < endSeconds;
 }
 
+bool canWriteWithMilliseconds(double secondsSince1970) noexcept {
+    return canWrite(nearestMillisecond(secondsSince1970).wholeSeconds);
+}
+
 double asWritten(double secondsSince1970) noexcept { return std::floor(secondsSince1970); }
 
 std::string text(double secondsSince1970) {
@@ -230,7 +234,7 @@ std::optional<double> fractionalSecondsSince1970(std::string_view text) noexcept
         return std::nullopt;
     }
     const double seconds = withFraction(parsed->wholeSeconds, parsed->fractionDigits);
-    if (!canWrite(nearestMillisecond(seconds).wholeSeconds)) {
+    if (!canWriteWithMilliseconds(seconds)) {
         return std::nullopt;
     }
     return seconds;

@@ -12,6 +12,10 @@ constexpr double earliest = -62167219200.0;
 // Whether `text` can write the time: finite, from the year 0000 to the year 9999.
 bool canWrite(double secondsSince1970) noexcept;
 
+// Whether `textWithMilliseconds` can write the time: whether `text` can write its nearest
+// millisecond.
+bool canWriteWithMilliseconds(double secondsSince1970) noexcept;
+
 // The time as `text` writes it and `secondsSince1970` reads it back: its whole second.
 double asWritten(double secondsSince1970) noexcept;
 

@@ -86,6 +86,24 @@ TEST(AstronomyCommandTests, MoonHumanReportShowsEveryFigure) {
                 HasSubstr("Next event:       no moonrise or moonset within 72 hours\n"));
 }
 
+// 10000-01-01T00:00:00Z, the first moment that no date-time text can express.
+constexpr double afterTheLastWritableDate = 253402300800.0;
+
+TEST(AstronomyCommandTests, MoonDatesBeyondTheYear9999AreSaidToBeSo) {
+    LunarSnapshot snapshot = sampleSnapshot();
+    snapshot.nextHorizonEvent->date = afterTheLastWritableDate;
+    snapshot.nextNewMoon = afterTheLastWritableDate + 86400;
+
+    const std::string report = cli::MoonCommand::humanReport(snapshot);
+    EXPECT_THAT(report, HasSubstr("Next event:       Moonset after 9999-12-31T23:59:59Z\n"));
+    EXPECT_THAT(report, HasSubstr("Next new moon:    after 9999-12-31T23:59:59Z\n"));
+    EXPECT_THAT(report, HasSubstr("Next full moon:   2024-05-23T11:48:39Z"));
+
+    EXPECT_THAT(cli::MoonCommand::jsonReport(snapshot),
+                HasSubstr(R"("nextHorizonEvent":{"kind":"Moonset","date":null},)"
+                          R"("nextNewMoon":null,"nextFullMoon":"2024-05-23T11:48:39.333Z"})"));
+}
+
 TEST(AstronomyCommandTests, PlanetsJsonIsAnArrayOfPositionsInCaseOrder) {
     const std::vector<PlanetaryPosition> positions{
         {.body = SolarSystemBody::mercury,
@@ -136,6 +154,18 @@ TEST(AstronomyCommandTests, MarsHumanReportShowsEveryDate) {
               "Transfer duration:     258.9 days");
 }
 
+TEST(AstronomyCommandTests, MarsDatesBeyondTheYear9999AreSaidToBeSo) {
+    MarsMissionGeometry geometry = sampleGeometry();
+    geometry.nextEarthToMarsWindow.arrivalDate = afterTheLastWritableDate + 0.5;
+
+    EXPECT_THAT(cli::MarsCommand::humanReport(geometry),
+                HasSubstr("Earth to Mars window:  departs 2024-10-24T04:01:47Z, arrives after "
+                          "9999-12-31T23:59:59Z\n"));
+    EXPECT_THAT(cli::MarsCommand::jsonReport(geometry),
+                HasSubstr(R"("nextEarthToMarsWindow":{"departureDate":"2024-10-24T04:01:47.252Z",)"
+                          R"("arrivalDate":null},)"));
+}
+
 TEST(AstronomyCommandTests, ToolPrintsTheLibrarysRecordsForTheGivenMoment) {
     const auto moon = runTool({"moon", "--at", "2024-05-01T14:34:56.250+02:00", "--lat", "-33.87",
                                "--lon", "151.21", "--json"});
@@ -175,6 +205,25 @@ TEST(AstronomyCommandTests, ToolDefaultsToNowAndTheObserverAtZeroZero) {
         const auto readable = runTool({command});
         EXPECT_EQ(readable.exitStatus, 0) << command << ": " << readable.standardError;
         EXPECT_FALSE(readable.standardOutput.empty()) << command;
+    }
+}
+
+TEST(AstronomyCommandTests, ToolPrintsWhatItCanNearTheEndOfTheYear9999) {
+    const std::string lastDayText = "9999-12-31T00:00:00Z";
+    constexpr double lastDay = 253402214400.0;
+    const LunarSnapshot snapshot = LunarCalculator::snapshot(lastDay, 0, 0);
+    const MarsMissionGeometry geometry = MarsMissionCalculator::geometry(lastDay);
+    const std::vector<std::pair<std::vector<std::string>, std::string>> runs{
+        {{"moon", "--at", lastDayText}, cli::MoonCommand::humanReport(snapshot)},
+        {{"moon", "--at", lastDayText, "--json"}, cli::MoonCommand::jsonReport(snapshot)},
+        {{"mars", "--at", lastDayText}, cli::MarsCommand::humanReport(geometry)},
+        {{"mars", "--at", lastDayText, "--json"}, cli::MarsCommand::jsonReport(geometry)}};
+    for (const auto& [arguments, report] : runs) {
+        EXPECT_THAT(report,
+                    ::testing::AnyOf(HasSubstr("after 9999-12-31T23:59:59Z"), HasSubstr("null")));
+        const auto result = runTool(arguments);
+        EXPECT_EQ(result.exitStatus, 0) << result.standardError;
+        EXPECT_EQ(result.standardOutput, report + "\n");
     }
 }
 

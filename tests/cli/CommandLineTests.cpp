@@ -210,5 +210,21 @@ TEST(CommandLineTests, UnknownOptionsAreOneLineErrorsWithStatusTwo) {
     expectOneLineUsageError(runTool({}));
 }
 
+TEST(CommandLineTests, OnlyAwakeTakesWordsAfterTheSeparator) {
+    for (const auto& arguments : std::vector<std::vector<std::string>>{
+             {"status", "--", "[x]"}, {"--", "awake"}, {"history", "show", "--", "x"}}) {
+        const auto result = runTool(arguments);
+        expectOneLineUsageError(result);
+        EXPECT_THAT(result.standardError, HasSubstr(arguments.back()));
+    }
+}
+
+TEST(CommandLineTests, AwakeHelpShowsWhereTheCommandGoes) {
+    const auto help = runTool({"awake", "-h"});
+    EXPECT_EQ(help.exitStatus, 0);
+    EXPECT_THAT(help.standardOutput, HasSubstr("COMMAND [ARGS...]"));
+    EXPECT_THAT(help.standardOutput, HasSubstr("after --"));
+}
+
 }  // namespace
 }  // namespace tallowbeck

@@ -216,7 +216,11 @@ TEST_F(HistoryCommandTest, BadNumbersAreUsageErrors) {
                                                {"trend", "--window", "600"},
                                                {"record", "--every", "0"},
                                                {"record", "--every", "inf"},
-                                               {"--retention", "0", "record"}}) {
+                                               {"--retention", "0", "record"},
+                                               {"--retention", "0x10", "record"},
+                                               {"--retention", "0b1", "record"},
+                                               {"--retention", "1e3", "record"},
+                                               {"--retention", "+7", "record"}}) {
         const auto result = run(arguments);
         EXPECT_EQ(result.exitStatus, 2) << arguments[0] << ' ' << arguments[1];
         EXPECT_THAT(result.standardError, StartsWith("tallowbeck: "));
@@ -224,6 +228,18 @@ TEST_F(HistoryCommandTest, BadNumbersAreUsageErrors) {
     }
     EXPECT_FALSE(std::filesystem::exists(file()));
     EXPECT_FALSE(std::filesystem::exists(journal()));
+}
+
+TEST_F(HistoryCommandTest, RetentionIsDecimalWhateverItsLeadingZeros) {
+    constexpr double day = 24 * 60 * 60;
+    const TemperatureSample nineDaysOld = sampleAt(std::floor(WallClock::now() - 9 * day));
+    writeSnapshot({nineDaysOld});
+
+    // Ten days, not the eight that "010" would be as an octal number.
+    ASSERT_EQ(run({"--retention", "010", "record"}).exitStatus, 0);
+    EXPECT_THAT(shownSamples(), ::testing::Contains(nineDaysOld));
+    ASSERT_EQ(run({"--retention", "0008", "record"}).exitStatus, 0);
+    EXPECT_THAT(shownSamples(), ::testing::Not(::testing::Contains(nineDaysOld)));
 }
 
 TEST_F(HistoryCommandTest, HistoryNeedsASubcommand) { EXPECT_EQ(run({}).exitStatus, 2); }

@@ -167,6 +167,19 @@ TEST(InternetDateTimeTests, CanWriteExactlyTheTimesTextWrites) {
     EXPECT_EQ(InternetDateTime::text(InternetDateTime::earliest), "0000-01-01T00:00:00Z");
 }
 
+TEST(InternetDateTimeTests, CanWriteWithMillisecondsExactlyTheTimesTextWithMillisecondsWrites) {
+    EXPECT_TRUE(InternetDateTime::canWriteWithMilliseconds(253402300799.9994));
+    EXPECT_EQ(InternetDateTime::textWithMilliseconds(253402300799.9994),
+              "9999-12-31T23:59:59.999Z");
+    // Its nearest millisecond lies in the year 10000.
+    EXPECT_FALSE(InternetDateTime::canWriteWithMilliseconds(253402300799.9996));
+    EXPECT_THROW(InternetDateTime::textWithMilliseconds(253402300799.9996), std::out_of_range);
+    EXPECT_TRUE(InternetDateTime::canWriteWithMilliseconds(InternetDateTime::earliest - 0.0004));
+    EXPECT_FALSE(InternetDateTime::canWriteWithMilliseconds(InternetDateTime::earliest - 0.0006));
+    EXPECT_FALSE(
+        InternetDateTime::canWriteWithMilliseconds(std::numeric_limits<double>::quiet_NaN()));
+}
+
 TEST(InternetDateTimeTests, AsWrittenIsTheTimeReadBack) {
     for (const double seconds : {mayFirst + 0.75, -0.25, 0.0, -62167219199.5}) {
         EXPECT_EQ(InternetDateTime::asWritten(seconds),

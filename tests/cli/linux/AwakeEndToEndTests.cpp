@@ -2,6 +2,7 @@
 // machine's kernel files in a mount namespace of its own: a fake machine's tree stands at
 // /sys/class there, as the sensor tests' fake roots do.
 
+#include <fmt/core.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sched.h>
@@ -9,6 +10,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -18,11 +20,16 @@
 #include <system_error>
 #include <vector>
 
+#include "TallowbeckCore/history/HistoryFileFormat.hpp"
+#include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
+#include "TallowbeckCore/support/WallClock.hpp"
 #include "tests/testing/BecomesTrue.hpp"
 #include "tests/testing/CapturedOutput.hpp"
 #include "tests/testing/ChildProcess.hpp"
 #include "tests/testing/DyingWithThisProcess.hpp"
+#include "tests/testing/FileContents.hpp"
 #include "tests/testing/PrivateBuses.hpp"
+#include "tests/testing/Samples.hpp"
 #include "tests/testing/Subreaper.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
 
@@ -227,6 +234,37 @@ TEST(AwakeEndToEndTests, TheCommandRunsAwakeAndItsExitStatusIsPassedOn) {
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
+TEST(AwakeEndToEndTests, TheCommandGetsEveryWordAfterTheSeparatorByteForByte) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    const testing::TemporaryDirectory directory;
+    const fs::path written = directory.path() / "arguments";
+    const std::vector<std::string> words{"[x]", "[a,b]", "[]",         "{}",       "--",
+                                         "-h",  "",      "two\nlines", "\xff\xfe", "--for"};
+    // The shell writes each of its arguments followed by a NUL to the file named by its $0.
+    std::vector<std::string> arguments{
+        "--allow-display-sleep", "--", "/bin/sh", "-c", R"(printf '%s\0' "$@" >"$0")",
+        written.string()};
+    arguments.insert(arguments.end(), words.begin(), words.end());
+    AwakeRun run(machine, arguments);
+
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+
+    std::string expected;
+    for (const std::string& word : words) {
+        expected += word + '\0';
+    }
+    EXPECT_EQ(testing::contentsOf(written), expected);
+}
+
+TEST(AwakeEndToEndTests, OnlyTheFirstSeparatorEndsTheOptions) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--", "/bin/sh", "-c", "exit 5", "--", "--pid", "4242"});
+
+    EXPECT_EQ(run.exitWithin(patience), 5) << ::testing::PrintToString(run.errors());
+}
+
 TEST(AwakeEndToEndTests, ACommandThatDoesNotExistEndsWith127) {
     const PrivateBuses buses;
     const Machine machine = Machine::cool();
@@ -265,6 +303,52 @@ TEST(AwakeEndToEndTests, TheSessionEndsWhenTheWatchedProcessExits) {
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
+TEST(AwakeEndToEndTests, AProcessIDIsDecimalWhateverItsLeadingZeros) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    const ChildProcess sleeper = ChildProcess::start("/bin/sleep", {"1"});
+    const std::string pid = std::to_string(sleeper.pid());
+    AwakeRun run(machine, {"--pid", "00" + pid, "--allow-display-sleep"});
+
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+
+    EXPECT_EQ(run.output().back(), "Session ended: process " + pid + " exited.");
+}
+
+TEST(AwakeEndToEndTests, AHexadecimalProcessIDIsRefused) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    const ChildProcess sleeper = ChildProcess::start("/bin/sleep", {"1"});
+    const std::string hex = fmt::format("{:#x}", sleeper.pid());
+    AwakeRun run(machine, {"--pid", hex});
+
+    ASSERT_EQ(run.exitWithin(patience), 2);
+
+    EXPECT_THAT(run.errors(), ElementsAre("tallowbeck: --pid: " + hex +
+                                          " is not a whole number in decimal digits from 2 to "
+                                          "2147483647"));
+    EXPECT_TRUE(run.output().empty());
+}
+
+TEST(AwakeEndToEndTests, RetentionIsDecimalWhateverItsLeadingZeros) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    const testing::TemporaryDirectory directory;
+    const fs::path file = directory.path() / "history.json";
+    const TemperatureSample nineDaysOld =
+        testing::sampleAt(std::floor(WallClock::now() - 9 * 24 * 60 * 60));
+    directory.write("history.json", HistoryFileFormat::encodeSnapshot(std::vector{nineDaysOld}));
+    // Ten days, not the eight that "010" would be as an octal number.
+    AwakeRun run(machine, {"--for", "2s", "--record-every", "1", "--file", file.string(),
+                           "--retention", "010"});
+
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+
+    const HistorySamples samples = TemperatureHistoryStore(file).samples();
+    ASSERT_GE(samples.size(), 2u);
+    EXPECT_EQ(samples[0], nineDaysOld);
+}
+
 TEST(AwakeEndToEndTests, AFailedActivationEndsWithStatus1ItsMessageAndItsReason) {
     const PrivateBuses buses({.logind = true, .screenSaver = false});
     const Machine machine = Machine::cool();
@@ -300,10 +384,13 @@ INSTANTIATE_TEST_SUITE_P(
                       std::vector<std::string>{"--until", "2000-01-01T00:00:00Z"},
                       std::vector<std::string>{"--pid", "1"},
                       std::vector<std::string>{"--pid", "4242", "--", "true"},
+                      std::vector<std::string>{"true"},
                       std::vector<std::string>{"--file", "history.json"},
                       std::vector<std::string>{"--record-every", "nan"},
                       std::vector<std::string>{"--retention", "30"},
-                      std::vector<std::string>{"--record-every", "5", "--retention", "0"}));
+                      std::vector<std::string>{"--record-every", "5", "--retention", "0"},
+                      std::vector<std::string>{"--record-every", "5", "--retention", "0x10"},
+                      std::vector<std::string>{"--record-every", "5", "--retention", "+7"}));
 
 }  // namespace
 }  // namespace tallowbeck
