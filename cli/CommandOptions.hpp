@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -22,6 +23,13 @@ CLI::Validator numberWhere(const std::string& name, const std::string& descripti
 const CLI::Validator& positiveInterval();
 // A finite number of at least 0.
 const CLI::Validator& nonNegativeNumber();
+
+// An option whose text `parse` turns into `value` once, as it is read; text it refuses (nothing
+// back) is a usage error saying that the text "is not `description`".
+CLI::Option* addParsedOption(CLI::App& command, const std::string& name,
+                             std::optional<double>& value, const std::string& description,
+                             const std::string& help,
+                             std::function<std::optional<double>(const std::string&)> parse);
 
 // `--at DATE`: an ISO 8601 date and time with an optional fraction of a second and a "Z" or
 // numeric offset, stored in `moment` as seconds since 1970 UTC. Any other text is a usage error.
