@@ -86,7 +86,8 @@ HistoryCommand::HistoryCommand(CLI::App& app, FileCalls& calls) : calls_(calls) 
 }
 
 void HistoryCommand::addShow(CLI::App& history) {
-    CLI::App* command = history.add_subcommand("show", "Show the samples as a table");
+    CLI::App* command =
+        history.add_subcommand("show", "Show the samples as a table, JSON or a chart");
     CLI::Option* json =
         command->add_flag("--json", json_, "Print the samples as one JSON array instead");
     CLI::Option* chart =

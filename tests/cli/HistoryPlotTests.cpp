@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "TallowbeckCore/history/HistoryFileFormat.hpp"
+#include "TallowbeckCore/support/WallClock.hpp"
 #include "cli/HistoryChart.hpp"
 #include "tests/testing/FileContents.hpp"
 #include "tests/testing/ProgramRun.hpp"
@@ -197,11 +198,34 @@ TEST_F(HistoryPlotTest, ANameOfAnotherKindIsAUsageError) {
 }
 
 TEST_F(HistoryPlotTest, SinceLeavesOutOlderSamples) {
-    const auto result = plot(fixedHour(), "chart.png");
-    ASSERT_EQ(result.exitStatus, 0);
+    // Hot from three hours to 90 minutes ago, cool in the last 50 minutes.
+    const double now = std::floor(WallClock::now());
+    std::vector<TemperatureSample> samples;
+    for (int index = 0; index <= 180; ++index) {
+        if (index > 50 && index < 90) {
+            continue;
+        }
+        samples.emplace_back(UUID::random(), now - index * minute, index <= 50 ? 40.0 : 80.0,
+                             std::nullopt, std::nullopt, SystemThermalState::nominal, false, false);
+    }
+    directory_.write("history.json", HistoryFileFormat::encodeSnapshot(samples));
+    const auto all = run({"show", "--chart"});
+    ASSERT_EQ(all.exitStatus, 0) << all.standardError;
+    EXPECT_THAT(all.standardOutput, HasSubstr(" 85 °C ┤"));
+    const auto recent = run({"show", "--chart", "--since", "1h"});
+    ASSERT_EQ(recent.exitStatus, 0) << recent.standardError;
+    EXPECT_THAT(recent.standardOutput, HasSubstr(" 45 °C ┤"));
+    EXPECT_THAT(recent.standardOutput, Not(HasSubstr("85 °C")));
+    const auto plotted = run({"plot", "--since", "1h", "--output", image("recent.png").string()});
+    EXPECT_EQ(plotted.exitStatus, 0) << plotted.standardError;
+}
+
+TEST_F(HistoryPlotTest, SinceWithoutSamplesInThatTimeIsRefused) {
+    ASSERT_EQ(plot(fixedHour(), "chart.png").exitStatus, 0);
     const auto recent = run({"plot", "--since", "2h", "--output", image("recent.png").string()});
     EXPECT_EQ(recent.exitStatus, 1);
     EXPECT_THAT(recent.standardError, HasSubstr("no samples in that time"));
+    EXPECT_FALSE(std::filesystem::exists(image("recent.png")));
 }
 
 TEST_F(HistoryPlotTest, TheTerminalChartHasNoEscapeSequencesWhenNotOnATerminal) {

@@ -1,5 +1,9 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <optional>
 #include <sstream>
@@ -103,6 +107,82 @@ TEST(TerminalChartTests, UsesEscapeSequencesOnlyWhenAskedForColour) {
                 HasSubstr("\x1b[32m*\x1b[0m"));
     EXPECT_THAT(TerminalChart::text(samples, noon, noon + 60 * minute, 80, false),
                 Not(HasSubstr("\x1b")));
+}
+
+// Standard output turned to another open file while it exists, and that file closed after.
+// Nothing the test prints meanwhile reaches the real standard output.
+class RedirectedOutput {
+public:
+    explicit RedirectedOutput(int descriptor)
+        : saved_(::dup(STDOUT_FILENO)),
+          ready_(descriptor >= 0 && ::dup2(descriptor, STDOUT_FILENO) == STDOUT_FILENO) {
+        if (descriptor >= 0) {
+            ::close(descriptor);
+        }
+    }
+    ~RedirectedOutput() {
+        ::dup2(saved_, STDOUT_FILENO);
+        ::close(saved_);
+    }
+    RedirectedOutput(const RedirectedOutput&) = delete;
+    RedirectedOutput& operator=(const RedirectedOutput&) = delete;
+
+    bool ready() const { return ready_; }
+
+private:
+    int saved_;
+    bool ready_;
+};
+
+struct OutputTraits {
+    bool ready;
+    std::size_t width;
+    bool colour;
+};
+
+OutputTraits traitsOf(int descriptor) {
+    const RedirectedOutput output(descriptor);
+    return {output.ready(), TerminalChart::outputWidth(), TerminalChart::outputTakesColour()};
+}
+
+// What standard output looks like on a new pseudo-terminal of `columns` columns.
+OutputTraits onTerminal(unsigned short columns) {
+    const int controller = ::posix_openpt(O_RDWR | O_NOCTTY);
+    if (controller < 0 || ::grantpt(controller) != 0 || ::unlockpt(controller) != 0) {
+        return {false, 0, false};
+    }
+    const int terminal = ::open(::ptsname(controller), O_RDWR | O_NOCTTY);
+    winsize size{};
+    size.ws_col = columns;
+    size.ws_row = 24;
+    const bool sized = terminal >= 0 && ::ioctl(terminal, TIOCSWINSZ, &size) == 0;
+    OutputTraits traits = traitsOf(terminal);
+    traits.ready = traits.ready && sized;
+    ::close(controller);
+    return traits;
+}
+
+OutputTraits onFile() { return traitsOf(::open("/dev/null", O_WRONLY)); }
+
+TEST(TerminalChartTests, OnATerminalTakesItsWidthAndColourUnlessNoColorIsSet) {
+    ASSERT_EQ(::unsetenv("NO_COLOR"), 0);
+    ASSERT_EQ(::setenv("COLUMNS", "50", 1), 0);
+    const OutputTraits plain = onTerminal(123);
+    const OutputTraits file = onFile();
+    ASSERT_EQ(::setenv("NO_COLOR", "1", 1), 0);
+    const OutputTraits noColour = onTerminal(97);
+    ASSERT_EQ(::unsetenv("COLUMNS"), 0);
+    const OutputTraits fileWithoutColumns = onFile();
+    ::unsetenv("NO_COLOR");
+    ASSERT_TRUE(plain.ready && file.ready && noColour.ready && fileWithoutColumns.ready);
+    EXPECT_EQ(plain.width, 123U);
+    EXPECT_TRUE(plain.colour);
+    EXPECT_EQ(noColour.width, 97U);
+    EXPECT_FALSE(noColour.colour);
+    // Not on a terminal: the width COLUMNS gives, else 80, and never colour.
+    EXPECT_EQ(file.width, 50U);
+    EXPECT_FALSE(file.colour);
+    EXPECT_EQ(fileWithoutColumns.width, 80U);
 }
 
 }  // namespace
