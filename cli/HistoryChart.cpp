@@ -10,6 +10,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string_view>
+#include <vector>
 
 #include "cli/LocalTimeTicks.hpp"
 
@@ -18,7 +19,6 @@ namespace {
 
 constexpr double leftMargin = 56;
 constexpr double rightMargin = 20;
-constexpr double topMargin = 40;
 constexpr double bottomMargin = 72;
 constexpr double fontSize = 11;
 constexpr double lineWidth = 2;
@@ -109,6 +109,80 @@ void forEachRun(const std::vector<ChartColumns::Column>& columns, Key key, Draw 
     }
 }
 
+enum class Swatch { line, band, strip };
+
+struct LegendEntry {
+    Swatch swatch;
+    std::uint32_t colour;
+    std::string label;
+};
+
+struct LegendPlace {
+    LegendEntry entry;
+    double x;
+    std::size_t row;
+};
+
+constexpr double swatchWidth = 16;
+constexpr double textGap = 4;
+constexpr double entryGap = 14;
+constexpr double legendRowHeight = 18;
+constexpr double legendTop = 7;
+
+void setFont(cairo_t* cairo) {
+    cairo_select_font_face(cairo, "sans-serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
+    cairo_set_font_size(cairo, fontSize);
+}
+
+std::vector<LegendEntry> legendEntries() {
+    std::vector<LegendEntry> entries;
+    for (std::size_t series = 0; series < ChartColumns::seriesCount; ++series) {
+        entries.push_back(
+            {Swatch::line, HistoryChart::seriesColours[series], std::string(seriesNames[series])});
+    }
+    for (const SystemThermalState state : shadedStates) {
+        entries.push_back(
+            {Swatch::band, *HistoryChart::bandColour(state), std::string(displayName(state))});
+    }
+    entries.push_back({Swatch::strip, HistoryChart::sessionColour, "Keep-awake session"});
+    entries.push_back({Swatch::strip, HistoryChart::lidClosedColour, "Lid closed"});
+    return entries;
+}
+
+// The legend's entries from `left` on, in as many rows as it takes to stay within `width`.
+std::vector<LegendPlace> legendPlaces(cairo_t* cairo, double left, int width) {
+    std::vector<LegendPlace> places;
+    double x = left;
+    std::size_t row = 0;
+    for (LegendEntry& entry : legendEntries()) {
+        cairo_text_extents_t extents;
+        cairo_text_extents(cairo, entry.label.c_str(), &extents);
+        const double entryWidth = swatchWidth + textGap + extents.x_advance;
+        if (x > left && x + entryWidth > static_cast<double>(width) - rightMargin) {
+            x = left;
+            ++row;
+        }
+        places.push_back({std::move(entry), x, row});
+        x += entryWidth + entryGap;
+    }
+    return places;
+}
+
+double legendRowMiddle(std::size_t row) {
+    return legendTop + legendRowHeight * (static_cast<double>(row) + 0.5);
+}
+
+// Room for the legend's rows above the plot on an image `width` pixels wide.
+double plotTopFor(int width) {
+    const Surface scratch(cairo_image_surface_create(CAIRO_FORMAT_RGB24, 1, 1),
+                          cairo_surface_destroy);
+    const Context cairo(cairo_create(scratch.get()), cairo_destroy);
+    setFont(cairo.get());
+    const std::vector<LegendPlace> places = legendPlaces(cairo.get(), leftMargin, width);
+    const std::size_t rows = places.empty() ? 0 : places.back().row + 1;
+    return legendRowMiddle(rows) + legendTop / 2;
+}
+
 }  // namespace
 
 std::optional<HistoryChart::Format> HistoryChart::formatOf(const std::filesystem::path& file) {
@@ -145,9 +219,9 @@ HistoryChart::HistoryChart(std::span<const TemperatureSample> samples, double st
       width_(std::max(width, smallestWidth)),
       height_(std::max(height, smallestHeight)),
       plotLeft_(leftMargin),
-      plotTop_(topMargin),
+      plotTop_(plotTopFor(width_)),
       plotWidth_(static_cast<double>(width_) - leftMargin - rightMargin),
-      plotHeight_(static_cast<double>(height_) - topMargin - bottomMargin),
+      plotHeight_(static_cast<double>(height_) - plotTop_ - bottomMargin),
       columns_(samples, start, end, static_cast<std::size_t>(plotWidth_)) {
     const auto range = columns_.celsiusRange();
     const double lowest = range ? range->first : emptyLowestCelsius;
@@ -335,34 +409,22 @@ void HistoryChart::drawDot(cairo_t* cairo, double x, double celsius) const {
 }
 
 void HistoryChart::drawLegend(cairo_t* cairo) const {
-    constexpr double swatchWidth = 16;
-    constexpr double textGap = 4;
-    constexpr double itemGap = 14;
-    const double baseline = plotTop_ / 2 + fontSize / 3;
-    const double swatchMiddle = plotTop_ / 2;
-    double x = plotLeft_;
-    for (std::size_t series = 0; series < ChartColumns::seriesCount; ++series) {
-        setColour(cairo, seriesColours[series]);
-        cairo_set_line_width(cairo, 2 * lineWidth);
-        cairo_move_to(cairo, x, swatchMiddle);
-        cairo_line_to(cairo, x + swatchWidth, swatchMiddle);
-        cairo_stroke(cairo);
-        x += swatchWidth + textGap;
-        x += showText(cairo, x, baseline, std::string(seriesNames[series])) + itemGap;
+    for (const LegendPlace& place : legendPlaces(cairo, plotLeft_, width_)) {
+        const LegendEntry& entry = place.entry;
+        const double middle = legendRowMiddle(place.row);
+        if (entry.swatch == Swatch::line) {
+            setColour(cairo, entry.colour);
+            cairo_set_line_width(cairo, 2 * lineWidth);
+            cairo_move_to(cairo, place.x, middle);
+            cairo_line_to(cairo, place.x + swatchWidth, middle);
+            cairo_stroke(cairo);
+        } else {
+            const double swatchHeight = entry.swatch == Swatch::band ? 10 : stripHeight;
+            fillRectangle(cairo, entry.colour, place.x, middle - swatchHeight / 2, swatchWidth,
+                          swatchHeight);
+        }
+        showText(cairo, place.x + swatchWidth + textGap, middle + fontSize / 3, entry.label);
     }
-    for (const SystemThermalState state : shadedStates) {
-        fillRectangle(cairo, *bandColour(state), x, swatchMiddle - 5, swatchWidth, 10);
-        x += swatchWidth + textGap;
-        x += showText(cairo, x, baseline, std::string(displayName(state))) + itemGap;
-    }
-    fillRectangle(cairo, sessionColour, x, swatchMiddle - stripHeight / 2, swatchWidth,
-                  stripHeight);
-    x += swatchWidth + textGap;
-    x += showText(cairo, x, baseline, "Keep-awake session") + itemGap;
-    fillRectangle(cairo, lidClosedColour, x, swatchMiddle - stripHeight / 2, swatchWidth,
-                  stripHeight);
-    x += swatchWidth + textGap;
-    showText(cairo, x, baseline, "Lid closed");
 }
 
 }  // namespace tallowbeck::cli
