@@ -50,9 +50,9 @@ ChartColumns::ChartColumns(std::span<const TemperatureSample> samples, double st
         const std::size_t column = columnOf(sample.recordedAt());
         const bool joinedBefore =
             index > 0 && join && sample.recordedAt() - ordered[index - 1]->recordedAt() <= *join;
-        // A reading's line runs on only from a neighbour that has that reading too.
         const bool joinedAfter = index + 1 < ordered.size() && join &&
                                  ordered[index + 1]->recordedAt() - sample.recordedAt() <= *join;
+        // A reading's line runs on only from a neighbour that has that reading too.
         addReadings(sample, column, joinedBefore ? ordered[index - 1] : nullptr);
         // The state holds up to the next sample's column, which that sample marks itself.
         const std::size_t nextColumn =
