@@ -34,23 +34,6 @@ constexpr int hoursPerDay = 24;
 constexpr int minutesPerHour = 60;
 constexpr int secondsPerMinute = 60;
 
-// An option whose text `parse` turns into `value` once, as it is read; text it refuses is a
-// usage error.
-template <typename Parse>
-CLI::Option* addParsedOption(CLI::App& command, const std::string& name,
-                             std::optional<double>& value, const std::string& description,
-                             const std::string& help, Parse parse) {
-    return command.add_option_function<std::string>(
-        name,
-        [&value, name, description, parse](const std::string& text) {
-            value = parse(text);
-            if (!value) {
-                throw CLI::ValidationError(name, text + " is not " + description);
-            }
-        },
-        help);
-}
-
 std::optional<std::int64_t> leadingNumber(std::string_view& text) noexcept {
     std::int64_t value = 0;
     const auto [next, error] = std::from_chars(text.data(), text.data() + text.size(), value);

@@ -56,6 +56,21 @@ CLI::Validator decimalWholeNumber(std::int64_t least, std::int64_t most) {
         "INT " + range);
 }
 
+CLI::Option* addParsedOption(CLI::App& command, const std::string& name,
+                             std::optional<double>& value, const std::string& description,
+                             const std::string& help,
+                             std::function<std::optional<double>(const std::string&)> parse) {
+    return command.add_option_function<std::string>(
+        name,
+        [&value, name, description, parse = std::move(parse)](const std::string& text) {
+            value = parse(text);
+            if (!value) {
+                throw CLI::ValidationError(name, text + " is not " + description);
+            }
+        },
+        help);
+}
+
 const CLI::Validator& positiveInterval() {
     static const CLI::Validator validator =
         numberWhere("POSITIVE", "a positive number of seconds up to a year",

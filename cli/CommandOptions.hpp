@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <string>
@@ -30,6 +31,13 @@ const CLI::Validator& nonNegativeNumber();
 // CLI11 alone reads integers as C literals, "0123" as 83 and "0x10" as 16.
 CLI::Validator decimalWholeNumber(std::int64_t least,
                                   std::int64_t most = std::numeric_limits<std::int64_t>::max());
+
+// An option whose text `parse` turns into `value` once, as it is read; text it refuses (nothing
+// back) is a usage error saying that the text "is not `description`".
+CLI::Option* addParsedOption(CLI::App& command, const std::string& name,
+                             std::optional<double>& value, const std::string& description,
+                             const std::string& help,
+                             std::function<std::optional<double>(const std::string&)> parse);
 
 // `--at DATE`: an ISO 8601 date and time with an optional fraction of a second and a "Z" or
 // numeric offset, stored in `moment` as seconds since 1970 UTC. Any other text is a usage error.

@@ -17,9 +17,12 @@
 #include "TallowbeckCore/support/WallClock.hpp"
 #include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
 #include "TallowbeckCore/temperature/TemperatureTrend.hpp"
+#include "cli/AwakeCommand.hpp"
 #include "cli/CommandOptions.hpp"
+#include "cli/HistoryChart.hpp"
 #include "cli/SampleCommand.hpp"
 #include "cli/StopSignals.hpp"
+#include "cli/TerminalChart.hpp"
 
 namespace tallowbeck::cli {
 
@@ -30,6 +33,30 @@ using SteadyClock = std::chrono::steady_clock;
 constexpr std::string_view tableRow = "{:<20}  {:>10}  {:>6}  {:>6}  {:<8}  {:<7}  {}\n";
 // What a new file gets before the umask takes its share, as with any other program's output.
 constexpr mode_t exportedFileMode = 0666;
+// A history of a moment or two is charted over this long a stretch around it.
+constexpr double shortestChartSeconds = 600;
+// Beyond this an image takes hundreds of megabytes to draw.
+constexpr int largestImageSide = 8000;
+
+CLI::Option* addSinceOption(CLI::App& command, std::optional<double>& sinceSeconds) {
+    return addParsedOption(
+               command, "--since", sinceSeconds, "a duration such as 90m, 36h or 720h",
+               "Only the last DURATION, such as 90m, 36h or 720h",
+               [](const std::string& text) { return AwakeCommand::parseDuration(text); })
+        ->type_name("DURATION");
+}
+
+const CLI::Validator& imageFileName() {
+    static const CLI::Validator validator(
+        [](std::string& text) -> std::string {
+            if (HistoryChart::formatOf(text)) {
+                return {};
+            }
+            return fmt::format("{} names neither an SVG (.svg) nor a PNG (.png) file", text);
+        },
+        "FILE.svg|FILE.png");
+    return validator;
+}
 
 std::string celsius(std::optional<double> temperature) {
     return temperature ? fmt::format("{:.1f}", *temperature) : "—";
@@ -53,13 +80,20 @@ HistoryCommand::HistoryCommand(CLI::App& app, FileCalls& calls) : calls_(calls) 
     addShow(*history);
     addRecord(*history);
     addExport(*history);
+    addPlot(*history);
     addTrend(*history);
     addReset(*history);
 }
 
 void HistoryCommand::addShow(CLI::App& history) {
-    CLI::App* command = history.add_subcommand("show", "Show the samples as a table");
-    command->add_flag("--json", json_, "Print the samples as one JSON array instead");
+    CLI::App* command =
+        history.add_subcommand("show", "Show the samples as a table, JSON or a chart");
+    CLI::Option* json =
+        command->add_flag("--json", json_, "Print the samples as one JSON array instead");
+    CLI::Option* chart =
+        command->add_flag("--chart", chart_, "Draw the temperatures as a chart instead")
+            ->excludes(json);
+    addSinceOption(*command, sinceSeconds_)->needs(chart);
     command->callback([this] { show(); });
 }
 
@@ -78,6 +112,23 @@ void HistoryCommand::addExport(CLI::App& history) {
     command->add_option("--output", output_, "Write to FILE instead of standard output")
         ->type_name("FILE");
     command->callback([this] { exportCSV(); });
+}
+
+void HistoryCommand::addPlot(CLI::App& history) {
+    CLI::App* command =
+        history.add_subcommand("plot", "Draw the temperatures over time as an SVG or PNG image");
+    command->add_option("--output", output_, "Write the image to FILE, SVG or PNG by its name")
+        ->type_name("FILE")
+        ->required()
+        ->check(imageFileName());
+    addSinceOption(*command, sinceSeconds_);
+    command->add_option("--width", width_, "The image's width in pixels (default 960)")
+        ->type_name("PIXELS")
+        ->check(CLI::Range(HistoryChart::smallestWidth, largestImageSide));
+    command->add_option("--height", height_, "The image's height in pixels (default 400)")
+        ->type_name("PIXELS")
+        ->check(CLI::Range(HistoryChart::smallestHeight, largestImageSide));
+    command->callback([this] { plot(); });
 }
 
 void HistoryCommand::addTrend(CLI::App& history) {
@@ -119,6 +170,10 @@ std::optional<std::filesystem::path> HistoryCommand::historyFile() const {
 }
 
 void HistoryCommand::show() const {
+    if (chart_) {
+        showChart(withStore([](TemperatureHistoryStore& store) { return store.samples(); }));
+        return;
+    }
     const std::string text = withStore([this](TemperatureHistoryStore& store) {
         return json_ ? HistoryFileFormat::encodeSnapshot(store.samples()) + "\n"
                      : table(store.samples());
@@ -163,6 +218,53 @@ void HistoryCommand::exportCSV() const {
         // Atomically: a failed export leaves an earlier file of that name as it was.
         AtomicFile::replace(calls_, output_, text, exportedFileMode);
     }
+}
+
+void HistoryCommand::showChart(const HistorySamples& samples) const {
+    const auto period = chartPeriod(samples);
+    if (!period) {
+        fmt::print("No samples to chart.\n");
+        return;
+    }
+    fmt::print("{}", TerminalChart::text(samples, period->first, period->second,
+                                         TerminalChart::outputWidth(),
+                                         TerminalChart::outputTakesColour()));
+}
+
+void HistoryCommand::plot() const {
+    const HistorySamples samples =
+        withStore([](TemperatureHistoryStore& store) { return store.samples(); });
+    const auto period = chartPeriod(samples);
+    if (!period) {
+        throw std::runtime_error(sinceSeconds_ ? "the history has no samples in that time; "
+                                                 "nothing to plot"
+                                               : "the history has no samples; nothing to plot");
+    }
+    const std::string image = HistoryChart(samples, period->first, period->second, width_, height_)
+                                  .render(*HistoryChart::formatOf(output_));
+    AtomicFile::replace(calls_, output_, image, exportedFileMode);
+}
+
+std::optional<std::pair<double, double>> HistoryCommand::chartPeriod(
+    const HistorySamples& samples) const {
+    if (sinceSeconds_) {
+        const double now = WallClock::now();
+        const double start = now - *sinceSeconds_;
+        const bool any = std::any_of(samples.begin(), samples.end(), [&](const auto& sample) {
+            return sample.recordedAt() >= start && sample.recordedAt() <= now;
+        });
+        return any ? std::optional(std::pair{start, now}) : std::nullopt;
+    }
+    if (samples.empty()) {
+        return std::nullopt;
+    }
+    const auto [first, last] = std::minmax_element(
+        samples.begin(), samples.end(),
+        [](const auto& left, const auto& right) { return left.recordedAt() < right.recordedAt(); });
+    const double middle = (first->recordedAt() + last->recordedAt()) / 2;
+    const double half =
+        std::max(last->recordedAt() - first->recordedAt(), shortestChartSeconds) / 2;
+    return std::pair{middle - half, middle + half};
 }
 
 void HistoryCommand::trend() const {

@@ -5,7 +5,9 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 
+#include "TallowbeckCore/history/HistorySamples.hpp"
 #include "TallowbeckCore/history/TemperatureSample.hpp"
 #include "TallowbeckCore/posix/FileCalls.hpp"
 
@@ -19,9 +21,10 @@ class TemperatureHistoryStore;
 
 namespace tallowbeck::cli {
 
-// `tallowbeck history`: shows, records, exports, judges the trend of and clears the temperature
-// history. A history that cannot be read or written is one error line naming its file. Every
-// file it touches, the history's and the exported one, it reaches through `calls`.
+// `tallowbeck history`: shows (as a table, JSON or a chart in the terminal), records, exports,
+// plots to an image, judges the trend of and clears the temperature history. A history that cannot
+// be read or written is one error line naming its file. Every file it touches, the history's and
+// the exported one, it reaches through `calls`.
 class HistoryCommand {
 public:
     explicit HistoryCommand(CLI::App& app, FileCalls& calls = FileCalls::system());
@@ -33,6 +36,7 @@ private:
     void addShow(CLI::App& history);
     void addRecord(CLI::App& history);
     void addExport(CLI::App& history);
+    void addPlot(CLI::App& history);
     void addTrend(CLI::App& history);
     void addReset(CLI::App& history);
 
@@ -45,6 +49,11 @@ private:
     void record() const;
     void recordUntilStopped(TemperatureHistoryStore& store) const;
     void exportCSV() const;
+    void plot() const;
+    void showChart(const HistorySamples& samples) const;
+    // The stretch of time a chart covers: the last --since, else the samples' own, widened when
+    // shorter than a few minutes. Nothing when no sample lies in it.
+    std::optional<std::pair<double, double>> chartPeriod(const HistorySamples& samples) const;
     void trend() const;
     void reset() const;
 
@@ -52,9 +61,13 @@ private:
     std::string file_;
     std::int64_t retentionDays_ = 7;
     bool json_ = false;
+    bool chart_ = false;
     bool sessionActive_ = false;
     double everySeconds_ = 0;  // 0: one sample only
     std::string output_;
+    std::optional<double> sinceSeconds_;
+    int width_ = 960;
+    int height_ = 400;
     double windowSeconds_ = 0;
     double thresholdCelsius_ = 0;
 };
