@@ -54,8 +54,9 @@ std::string_view reasonText(Reason reason) noexcept {
 AwakeConsole::AwakeConsole(std::FILE* output, std::FILE* errors, Form form, bool outputIsTerminal)
     : output_(output), errors_(errors), form_(form), outputIsTerminal_(outputIsTerminal) {}
 
-void AwakeConsole::started(const Session& session) {
-    line(form_ == Form::json ? startedJSON(session) : startedText(session));
+void AwakeConsole::started(const Session& session, std::string_view displayNotKeptOn) {
+    line(form_ == Form::json ? startedJSON(session, displayNotKeptOn)
+                             : startedText(session, displayNotKeptOn));
 }
 
 void AwakeConsole::updated(const AwakeUpdate& update) {
@@ -111,7 +112,7 @@ std::string AwakeConsole::durationText(double seconds) {
     return fmt::format("{}s", rest);
 }
 
-std::string AwakeConsole::startedText(const Session& session) {
+std::string AwakeConsole::startedText(const Session& session, std::string_view displayNotKeptOn) {
     std::string text = "Keeping this machine awake ";
     if (const std::optional<double> remaining = session.remainingTime(session.startedAt())) {
         text += "for " + durationText(*remaining) + ".";
@@ -123,6 +124,11 @@ std::string AwakeConsole::startedText(const Session& session) {
     }
     if (session.allowsDisplaySleep()) {
         text += " The display may sleep.";
+    }
+    if (!displayNotKeptOn.empty()) {
+        text += fmt::format(
+            " Only the system is kept awake, not the display: there is no graphical session ({}).",
+            displayNotKeptOn);
     }
     return text;
 }
@@ -156,10 +162,13 @@ std::string AwakeConsole::endedText(const AwakeEnding& ending) {
     return {};
 }
 
-std::string AwakeConsole::startedJSON(const Session& session) {
+std::string AwakeConsole::startedJSON(const Session& session, std::string_view displayNotKeptOn) {
     JSONWriter json;
     json.beginObject().key("event").value("started").key("session");
     session.writeJSON(json);
+    if (!displayNotKeptOn.empty()) {
+        json.key("displayNotKeptOn").value(displayNotKeptOn);
+    }
     json.endObject();
     return json.text();
 }

@@ -13,7 +13,8 @@ namespace tallowbeck::cli {
 // remaining time and, under thermal pressure, the grace left, on one line that is rewritten in
 // place on a terminal and written as a line of its own otherwise.
 // JSON: one object per line and event, "event" naming it: "started" (with the session's
-// JSON form under "session"), "sample" (the sample's JSON form under "sample", and
+// JSON form under "session", and "displayNotKeptOn" with the reason when only the system is
+// kept awake), "sample" (the sample's JSON form under "sample", and
 // "remainingTime" for a session with an end), "grace" (with "thermalState" and
 // "graceRemaining"), and "ended" (with "reason" and "exitStatus", and "signal",
 // "commandStatus", "pid" or "thermalState" as the reason has one).
@@ -23,7 +24,7 @@ public:
 
     AwakeConsole(std::FILE* output, std::FILE* errors, Form form, bool outputIsTerminal);
 
-    void started(const Session& session) override;
+    void started(const Session& session, std::string_view displayNotKeptOn) override;
     void updated(const AwakeUpdate& update) override;
     void ended(const AwakeEnding& ending) override;
     void problem(std::string_view message) override;
@@ -32,10 +33,10 @@ public:
     // shows 0s.
     static std::string durationText(double seconds);
 
-    static std::string startedText(const Session& session);
+    static std::string startedText(const Session& session, std::string_view displayNotKeptOn = {});
     static std::string statusText(const AwakeUpdate& update);
     static std::string endedText(const AwakeEnding& ending);
-    static std::string startedJSON(const Session& session);
+    static std::string startedJSON(const Session& session, std::string_view displayNotKeptOn = {});
     static std::string sampleJSON(const AwakeUpdate& update);
     static std::string graceJSON(const AwakeUpdate& update);
     static std::string endedJSON(const AwakeEnding& ending);

@@ -36,7 +36,7 @@ int AwakeHost::run() {
     if (const std::optional<int> failure = start(controller, session)) {
         return *failure;
     }
-    pieces_.output.started(session);
+    pieces_.output.started(session, pieces_.power.displayNotKeptOnReason());
     const AwakeEnding ending = runUntilEnd(controller, session);
     finish(controller);
     pieces_.output.ended(ending);

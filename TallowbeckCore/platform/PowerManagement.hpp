@@ -33,6 +33,9 @@ public:
     // What the platform told about its latest failure beyond the status, in words, for the user;
     // empty when it told nothing more.
     virtual std::string failureDetail() const { return {}; }
+    // Why the display assertion now held keeps no display on, in words, where the platform found
+    // no display to keep on (no graphical session); empty while every display assertion holds.
+    virtual std::string displayNotKeptOnReason() const { return {}; }
 
     static PowerManagement& system();
 };

@@ -82,6 +82,15 @@ TEST(AwakeConsoleTests, TheStartLineTellsHowLongAndWhichModes) {
         "sleep.");
 }
 
+TEST(AwakeConsoleTests, WithoutADisplayTheStartLineSaysOnlyTheSystemIsKeptAwakeAndWhy) {
+    EXPECT_EQ(
+        AwakeConsole::startedText(Session(100.0, Session::Duration::until(190.0), true, false),
+                                  "neither WAYLAND_DISPLAY nor DISPLAY is set"),
+        "Keeping this machine awake for 1m 30s. Closed-lid mode is on. Only the system is "
+        "kept awake, not the display: there is no graphical session (neither "
+        "WAYLAND_DISPLAY nor DISPLAY is set).");
+}
+
 TEST(AwakeConsoleTests, TheStatusLineShowsTheTimeLeftAndTheGraceUnderPressure) {
     EXPECT_EQ(AwakeConsole::statusText(updateWith(SystemThermalState::nominal, 65.0, std::nullopt)),
               "Awake, 1m 5s left");
@@ -108,6 +117,10 @@ TEST(AwakeConsoleTests, JSONEventsCarryTheLibrarysForms) {
     EXPECT_EQ(AwakeConsole::startedJSON(session),
               R"({"event":"started","session":{"startedAt":100,"endsAt":200,)"
               R"("closedLidEnabled":true,"allowsDisplaySleep":false}})");
+    EXPECT_EQ(AwakeConsole::startedJSON(session, "no session bus"),
+              R"({"event":"started","session":{"startedAt":100,"endsAt":200,)"
+              R"("closedLidEnabled":true,"allowsDisplaySleep":false},)"
+              R"("displayNotKeptOn":"no session bus"})");
     EXPECT_EQ(AwakeConsole::sampleJSON(updateWith(SystemThermalState::fair, 12.5, std::nullopt)),
               R"({"event":"sample","sample":{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F",)"
               R"("recordedAt":"2023-11-14T22:13:20Z","batteryCelsius":30.5,"cpuCelsius":48,)"
@@ -146,7 +159,7 @@ TEST(AwakeConsoleTests, OnATerminalTheStatusLineIsRewrittenInPlace) {
 
 TEST(AwakeConsoleTests, ElsewhereEveryStatusIsALineOfItsOwn) {
     CapturedConsole captured(AwakeConsole::Form::text, false);
-    captured.console.started(Session(0.0, Session::Duration::until(10.0), false, false));
+    captured.console.started(Session(0.0, Session::Duration::until(10.0), false, false), {});
     captured.console.updated(updateWith(SystemThermalState::nominal, 10.0, std::nullopt));
     captured.console.ended(AwakeEnding::expired());
 

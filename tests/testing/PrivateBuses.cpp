@@ -19,6 +19,8 @@ using namespace std::chrono_literals;
 // comes near this.
 constexpr auto startPatience = 20s;
 constexpr auto stopPatience = 2s;
+// A display name that stands for a graphical session; no server answers it.
+constexpr const char* graphicalDisplay = ":99";
 
 constexpr DBusMethod nameHasOwner{"org.freedesktop.DBus", "/org/freedesktop/DBus",
                                   "org.freedesktop.DBus", "NameHasOwner"};
@@ -87,15 +89,24 @@ private:
     ChildProcess daemon_;
 };
 
+PrivateBuses::PrivateBuses() : PrivateBuses(Services{}) {}
+
 PrivateBuses::PrivateBuses(Services services)
     : systemBus_(std::make_unique<Bus>(directory_, "system")),
-      sessionBus_(std::make_unique<Bus>(directory_, "session")),
+      sessionBus_(services.sessionBus ? std::make_unique<Bus>(directory_, "session") : nullptr),
       systemAddress_("DBUS_SYSTEM_BUS_ADDRESS", systemBus_->address()),
-      sessionAddress_("DBUS_SESSION_BUS_ADDRESS", sessionBus_->address()) {
+      sessionAddress_("DBUS_SESSION_BUS_ADDRESS",
+                      sessionBus_ ? std::optional(sessionBus_->address()) : std::nullopt),
+      display_("DISPLAY",
+               sessionBus_ ? std::optional<std::string>(graphicalDisplay) : std::nullopt),
+      waylandDisplay_("WAYLAND_DISPLAY", std::nullopt) {
+    if (!sessionBus_) {
+        runtimeDirectory_.emplace("XDG_RUNTIME_DIR", std::nullopt);
+    }
     if (services.logind) {
         startMock("logind", "logind", true, "org.freedesktop.login1");
     }
-    if (services.screenSaver) {
+    if (services.screenSaver && sessionBus_) {
         startMock("screensaver", TALLOWBECK_SCREENSAVER_MOCK_PATH, false,
                   "org.freedesktop.ScreenSaver");
     }
@@ -158,6 +169,9 @@ void PrivateBuses::refuseLogindLocks() const {
 
 std::vector<ScreenSaverInhibition> PrivateBuses::screenSaverInhibitions() const {
     std::vector<ScreenSaverInhibition> inhibitions;
+    if (!sessionBus_) {
+        return inhibitions;
+    }
     forEachElement(
         DBusConnection::Bus::session, listInhibitions, "(uss)", [&](sd_bus_message* reply) {
             std::uint32_t cookie = 0;

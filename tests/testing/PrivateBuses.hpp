@@ -41,17 +41,23 @@ struct ScreenSaverInhibition {
 // A private system bus and session bus, each a dbus-daemon of its own, with logind on the first
 // (python3-dbusmock's logind template) and a screen saver on the second (our dbusmock template)
 // where asked for. While it lives, DBUS_SYSTEM_BUS_ADDRESS and DBUS_SESSION_BUS_ADDRESS of this
-// process, and so of every program it starts, name these buses; afterwards they are as they
-// were. Everything it started is stopped and reaped when it goes, also when a test fails.
-// Throws std::runtime_error, with the daemons' own words, when something does not start.
+// process, and so of every program it starts, name these buses, and DISPLAY says that there is a
+// graphical session (no display server is needed: nothing connects to it); afterwards they are
+// as they were. Without a session bus, as over SSH or on a server, none of DISPLAY,
+// WAYLAND_DISPLAY, DBUS_SESSION_BUS_ADDRESS and XDG_RUNTIME_DIR (where the session bus's socket
+// would be looked for) is set. Everything it started is stopped and reaped when it goes, also
+// when a test fails. Throws std::runtime_error, with the daemons' own words, when something does
+// not start.
 class PrivateBuses {
 public:
     struct Services {
         bool logind = true;
         bool screenSaver = true;
+        bool sessionBus = true;  // false: no session bus and no graphical session
     };
 
-    explicit PrivateBuses(Services services = {true, true});
+    PrivateBuses();
+    explicit PrivateBuses(Services services);
     ~PrivateBuses();
     PrivateBuses(const PrivateBuses&) = delete;
     PrivateBuses& operator=(const PrivateBuses&) = delete;
@@ -59,6 +65,7 @@ public:
     std::vector<LogindInhibitor> logindInhibitors() const;
     // From now on logind refuses every lock, as it does a caller that polkit does not allow to.
     void refuseLogindLocks() const;
+    // None without a session bus.
     std::vector<ScreenSaverInhibition> screenSaverInhibitions() const;
 
 private:
@@ -70,9 +77,12 @@ private:
 
     TemporaryDirectory directory_;
     std::unique_ptr<Bus> systemBus_;
-    std::unique_ptr<Bus> sessionBus_;
+    std::unique_ptr<Bus> sessionBus_;  // none without a session bus
     EnvironmentVariable systemAddress_;
     EnvironmentVariable sessionAddress_;
+    EnvironmentVariable display_;
+    EnvironmentVariable waylandDisplay_;
+    std::optional<EnvironmentVariable> runtimeDirectory_;
     std::vector<ChildProcess> mocks_;
 };
 

@@ -1,5 +1,6 @@
 #include "TallowbeckCore/platform/linux/LinuxPowerManagement.hpp"
 
+#include <cstdlib>
 #include <utility>
 
 #include "TallowbeckCore/platform/IOReturn.hpp"
@@ -23,6 +24,11 @@ constexpr DBusMethod screenSaverUninhibit{"org.freedesktop.ScreenSaver",
 constexpr const char* blockMode = "block";
 constexpr const char* idleLock = "idle";
 constexpr const char* lidSwitchLock = "handle-lid-switch";
+
+bool isSet(const char* variable) noexcept {
+    const char* value = std::getenv(variable);
+    return value != nullptr && *value != '\0';
+}
 
 DBusFailure unsupportedType(std::string_view type) {
     return {.serviceMissing = true,
@@ -100,13 +106,23 @@ std::string LinuxPowerManagement::failureDetail() const {
     return failureDetail_;
 }
 
+std::string LinuxPowerManagement::displayNotKeptOnReason() const {
+    const std::lock_guard guard(lock_);
+    for (const auto& [assertionID, inhibition] : inhibitions_) {
+        if (const auto* absent = std::get_if<AbsentDisplay>(&inhibition)) {
+            return absent->reason;
+        }
+    }
+    return {};
+}
+
 LinuxPowerManagement::Inhibition LinuxPowerManagement::inhibit(std::string_view type,
                                                                std::string_view name) {
     if (type == systemAssertionType) {
         return inhibitLogind(idleLock, name);
     }
     if (type == displayAssertionType) {
-        return inhibitScreenSaver(name);
+        return inhibitDisplay(name);
     }
     throw unsupportedType(type);
 }
@@ -120,11 +136,23 @@ FileDescriptor LinuxPowerManagement::inhibitLogind(const char* what, std::string
         .readDescriptor();
 }
 
+// A display is there to keep on only in a graphical session, which has its session bus.
+LinuxPowerManagement::Inhibition LinuxPowerManagement::inhibitDisplay(std::string_view why) {
+    if (!isSet("WAYLAND_DISPLAY") && !isSet("DISPLAY")) {
+        return AbsentDisplay{"neither WAYLAND_DISPLAY nor DISPLAY is set"};
+    }
+    if (!sessionBus_ || !sessionBus_->isOpen()) {
+        try {
+            sessionBus_ = DBusConnection::open(DBusConnection::Bus::session);
+        } catch (const DBusFailure& failure) {
+            return AbsentDisplay{failure.reason};
+        }
+    }
+    return inhibitScreenSaver(why);
+}
+
 LinuxPowerManagement::ScreenSaverCookie LinuxPowerManagement::inhibitScreenSaver(
     std::string_view why) {
-    if (!sessionBus_ || !sessionBus_->isOpen()) {
-        sessionBus_ = DBusConnection::open(DBusConnection::Bus::session);
-    }
     const std::string reason(why);
     return {sessionBus_->call(screenSaverInhibit, "ss", applicationName_.c_str(), reason.c_str())
                 .readUInt32()};

@@ -22,9 +22,13 @@ namespace tallowbeck {
 // "PreventUserIdleDisplaySleep": org.freedesktop.ScreenSaver.Inhibit on the session bus, with the
 //   application's name and the assertion's name; the connection to the session bus is kept while
 //   it holds an inhibition, since screen savers drop the inhibitions of clients that leave.
-// Any other type, and either of the two where its service is not there (no bus, nobody owning
-//   the name, as in containers and on servers), fails with IOReturn::unsupported, as on a system
-//   without power assertions. A service that refuses fails with its error as a negative errno.
+//   Without a graphical session (neither WAYLAND_DISPLAY nor DISPLAY set, or no session bus to
+//   reach, as over SSH, on servers and in containers) there is no display to keep on: the
+//   assertion succeeds holding nothing, and displayNotKeptOnReason() says why while it is held.
+// Any other type, and the system assertion where logind is not there (no system bus, nobody
+//   owning the name), fails with IOReturn::unsupported, as on a system without power assertions;
+//   so does the display assertion in a graphical session whose screen saver is not there. A
+//   service that refuses fails with its error as a negative errno.
 //   The level is not looked at: every assertion is held at full strength.
 // Releasing closes the lock's descriptor, or calls UnInhibit with the cookie; an id that this
 //   layer does not hold is IOReturn::notFound.
@@ -53,15 +57,21 @@ public:
     std::int32_t releaseAssertion(std::uint32_t assertionID) override;
     RootDomainCall setClamshellSleepDisabled(bool disabled) override;
     std::string failureDetail() const override;
+    std::string displayNotKeptOnReason() const override;
 
 private:
     struct ScreenSaverCookie {
         std::uint32_t value;
     };
-    using Inhibition = std::variant<FileDescriptor, ScreenSaverCookie>;
+    // A display assertion taken where there is no display to keep on.
+    struct AbsentDisplay {
+        std::string reason;
+    };
+    using Inhibition = std::variant<FileDescriptor, ScreenSaverCookie, AbsentDisplay>;
 
     // Callers hold lock_. Each throws DBusFailure.
     FileDescriptor inhibitLogind(const char* what, std::string_view why) const;
+    Inhibition inhibitDisplay(std::string_view why);
     ScreenSaverCookie inhibitScreenSaver(std::string_view why);
     void uninhibitScreenSaver(ScreenSaverCookie cookie);
     Inhibition inhibit(std::string_view type, std::string_view name);

@@ -280,6 +280,77 @@ TEST(AwakeEndToEndTests, AFailedActivationEndsWithStatus1ItsMessageAndItsReason)
         testing::becomesTrueWithin(patience, [&] { return buses.logindInhibitors().empty(); }));
 }
 
+constexpr const char* systemOnlyNote =
+    "Only the system is kept awake, not the display: there is no graphical session (neither "
+    "WAYLAND_DISPLAY nor DISPLAY is set).";
+
+TEST(AwakeEndToEndTests, WithoutASessionBusATimedSessionKeepsTheSystemAwakeAndSaysSoOnce) {
+    const PrivateBuses buses({.sessionBus = false});
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--for", "2s", "--json"});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+
+    EXPECT_THAT(buses.logindInhibitors(), ElementsAre(idleLock));
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+
+    const std::vector<std::string> lines = run.output();
+    EXPECT_THAT(lines.front(),
+                HasSubstr(R"("displayNotKeptOn":"neither WAYLAND_DISPLAY nor DISPLAY is set"})"));
+    EXPECT_THAT(std::vector(lines.begin() + 1, lines.end()),
+                ::testing::Each(::testing::Not(HasSubstr("displayNotKeptOn"))));
+    EXPECT_TRUE(run.errors().empty());
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, WithoutASessionBusClosedLidModeHoldsTheIdleAndLidSwitchLocks) {
+    const PrivateBuses buses({.sessionBus = false});
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--closed-lid"});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+
+    EXPECT_THAT(buses.logindInhibitors(), UnorderedElementsAre(idleLock, lidLock));
+    run.process().signal(SIGTERM);
+
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+    EXPECT_EQ(run.output().front(),
+              std::string("Keeping this machine awake until stopped. Closed-lid mode is on. ") +
+                  systemOnlyNote);
+    EXPECT_TRUE(run.errors().empty());
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, WithoutASessionBusTheCommandRunsWithTheSystemKeptAwake) {
+    const PrivateBuses buses({.sessionBus = false});
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--", "/bin/sleep", "2"});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+
+    EXPECT_THAT(buses.logindInhibitors(), ElementsAre(idleLock));
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+
+    EXPECT_EQ(run.output().front(),
+              std::string("Keeping this machine awake until stopped. ") + systemOnlyNote);
+    EXPECT_EQ(run.output().back(), "Session ended: the command exited with status 0.");
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, WithoutASessionBusTheSystemIsKeptAwakeUntilTheProcessExits) {
+    const PrivateBuses buses({.sessionBus = false});
+    const Machine machine = Machine::cool();
+    const ChildProcess sleeper = ChildProcess::start("/bin/sleep", {"2"});
+    const std::string pid = std::to_string(sleeper.pid());
+    AwakeRun run(machine, {"--pid", pid});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+
+    EXPECT_THAT(buses.logindInhibitors(), ElementsAre(idleLock));
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+
+    EXPECT_EQ(run.output().front(),
+              std::string("Keeping this machine awake until stopped. ") + systemOnlyNote);
+    EXPECT_EQ(run.output().back(), "Session ended: process " + pid + " exited.");
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
 class AwakeEndToEndBadUsageTests : public ::testing::TestWithParam<std::vector<std::string>> {};
 
 TEST_P(AwakeEndToEndBadUsageTests, EndsWithStatus2AndOneLineSayingWhy) {

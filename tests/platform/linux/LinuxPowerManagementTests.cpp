@@ -89,6 +89,44 @@ TEST(LinuxPowerManagementTests, TheDisplayAssertionIsAScreenSaverInhibition) {
     EXPECT_THAT(buses.screenSaverInhibitions(), IsEmpty());
 }
 
+// As over SSH with X forwarding: a display is named, but no session bus is there.
+TEST(LinuxPowerManagementTests, WithoutASessionBusTheDisplayAssertionHoldsNothingAndSaysWhy) {
+    const PrivateBuses buses({.sessionBus = false});
+    const testing::EnvironmentVariable display("DISPLAY", "localhost:10.0");
+    LinuxPowerManagement power;
+
+    const auto creation = power.createAssertion("PreventUserIdleDisplaySleep", 255,
+                                                "Quillmoss active session display");
+
+    ASSERT_EQ(creation.status, IOReturn::success);
+    EXPECT_THAT(power.displayNotKeptOnReason(), HasSubstr("cannot connect to the session bus"));
+    EXPECT_EQ(power.releaseAssertion(creation.assertionID), IOReturn::success);
+    EXPECT_EQ(power.displayNotKeptOnReason(), "");
+}
+
+TEST(LinuxPowerManagementTests, WithoutADisplayTheDisplayAssertionHoldsNothingAndSaysWhy) {
+    const PrivateBuses buses;
+    const testing::EnvironmentVariable display("DISPLAY", std::nullopt);
+    LinuxPowerManagement power;
+    PowerController controller(power);
+
+    controller.activate(false, true);
+
+    EXPECT_EQ(power.displayNotKeptOnReason(), "neither WAYLAND_DISPLAY nor DISPLAY is set");
+    EXPECT_THAT(buses.logindInhibitors(), UnorderedElementsAre(idleLock, lidLock));
+    EXPECT_THAT(buses.screenSaverInhibitions(), IsEmpty());
+    controller.deactivate();
+    EXPECT_EQ(power.displayNotKeptOnReason(), "");
+}
+
+TEST(LinuxPowerManagementTests, ADisplayKeptOnHasNoReasonNotToBe) {
+    const PrivateBuses buses;
+    LinuxPowerManagement power;
+    ASSERT_EQ(power.createAssertion("PreventUserIdleDisplaySleep", 255, "display").status,
+              IOReturn::success);
+    EXPECT_EQ(power.displayNotKeptOnReason(), "");
+}
+
 TEST(LinuxPowerManagementTests, EachAssertionHasAnIdOfItsOwn) {
     const PrivateBuses buses;
     LinuxPowerManagement power;
@@ -253,14 +291,13 @@ private:
     std::optional<testing::EnvironmentVariable> noSessionBus_;
 };
 
-TEST_P(LinuxPowerManagementWithoutLogindTests, AssertionsAreUnsupportedForAGivenReason) {
+TEST_P(LinuxPowerManagementWithoutLogindTests, TheSystemAssertionIsUnsupportedForAGivenReason) {
     LinuxPowerManagement power;
-    for (const char* type : {"PreventUserIdleSystemSleep", "PreventUserIdleDisplaySleep"}) {
-        const auto creation = power.createAssertion(type, 255, "Quillmoss active session");
-        EXPECT_EQ(creation.status, IOReturn::unsupported) << type;
-        EXPECT_EQ(creation.assertionID, 0u) << type;
-        EXPECT_FALSE(power.failureDetail().empty()) << type;
-    }
+    const auto creation =
+        power.createAssertion("PreventUserIdleSystemSleep", 255, "Quillmoss active session");
+    EXPECT_EQ(creation.status, IOReturn::unsupported);
+    EXPECT_EQ(creation.assertionID, 0u);
+    EXPECT_FALSE(power.failureDetail().empty());
 }
 
 TEST_P(LinuxPowerManagementWithoutLogindTests, TheRootDomainIsUnavailable) {
