@@ -187,6 +187,16 @@ TEST_F(AwakeHostTests, AFailedActivationEndsWithStatusOneAndItsMessageBeforeTheS
     EXPECT_THAT(power.calls, ElementsAre("start watchdog", createSystem));
 }
 
+TEST_F(AwakeHostTests, ThePlatformsOwnAccountOfAFailureStandsInsteadOfTheLibrarysSentence) {
+    power.creationStatuses = {-13};
+    power.detail = "cannot take the idle lock from logind: AccessDenied";
+
+    EXPECT_EQ(run(), 1);
+
+    EXPECT_THAT(output.problems,
+                ElementsAre("cannot take the idle lock from logind: AccessDenied"));
+}
+
 TEST_F(AwakeHostTests, AWatchdogThatCannotStartEndsTheSessionBeforeAnythingIsHeld) {
     settings.closedLidEnabled = true;
     watchdogFailure = ENOENT;

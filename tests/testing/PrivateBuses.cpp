@@ -26,8 +26,8 @@ constexpr DBusMethod nameHasOwner{"org.freedesktop.DBus", "/org/freedesktop/DBus
                                   "org.freedesktop.DBus", "NameHasOwner"};
 constexpr DBusMethod listInhibitors{"org.freedesktop.login1", "/org/freedesktop/login1",
                                     "org.freedesktop.login1.Manager", "ListInhibitors"};
-constexpr DBusMethod addMethod{"org.freedesktop.login1", "/org/freedesktop/login1",
-                               "org.freedesktop.DBus.Mock", "AddMethod"};
+constexpr DBusMethod refuseLock{"org.freedesktop.login1", "/org/freedesktop/login1",
+                                "org.freedesktop.DBus.Mock", "RefuseLock"};
 constexpr DBusMethod listInhibitions{"org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver",
                                      "org.freedesktop.DBus.Mock", "ListInhibitions"};
 
@@ -104,7 +104,7 @@ PrivateBuses::PrivateBuses(Services services)
         runtimeDirectory_.emplace("XDG_RUNTIME_DIR", std::nullopt);
     }
     if (services.logind) {
-        startMock("logind", "logind", true, "org.freedesktop.login1");
+        startMock("logind", TALLOWBECK_LOGIND_MOCK_PATH, true, "org.freedesktop.login1");
     }
     if (services.screenSaver && sessionBus_) {
         startMock("screensaver", TALLOWBECK_SCREENSAVER_MOCK_PATH, false,
@@ -156,12 +156,12 @@ std::vector<LogindInhibitor> PrivateBuses::logindInhibitors() const {
     return inhibitors;
 }
 
-void PrivateBuses::refuseLogindLocks() const {
+void PrivateBuses::refuseLogindLocks(const std::vector<std::string>& kinds) const {
     try {
-        DBusConnection::open(DBusConnection::Bus::system)
-            .call(addMethod, "sssss", "org.freedesktop.login1.Manager", "Inhibit", "ssss", "h",
-                  "raise dbus.exceptions.DBusException('Permission denied', "
-                  "name='org.freedesktop.DBus.Error.AccessDenied')");
+        DBusConnection systemBus = DBusConnection::open(DBusConnection::Bus::system);
+        for (const std::string& kind : kinds) {
+            systemBus.call(refuseLock, "s", kind.c_str());
+        }
     } catch (const DBusFailure& failure) {
         throw std::runtime_error(failure.reason);
     }

@@ -39,15 +39,15 @@ struct ScreenSaverInhibition {
 };
 
 // A private system bus and session bus, each a dbus-daemon of its own, with logind on the first
-// (python3-dbusmock's logind template) and a screen saver on the second (our dbusmock template)
-// where asked for. While it lives, DBUS_SYSTEM_BUS_ADDRESS and DBUS_SESSION_BUS_ADDRESS of this
-// process, and so of every program it starts, name these buses, and DISPLAY says that there is a
-// graphical session (no display server is needed: nothing connects to it); afterwards they are
-// as they were. Without a session bus, as over SSH or on a server, none of DISPLAY,
-// WAYLAND_DISPLAY, DBUS_SESSION_BUS_ADDRESS and XDG_RUNTIME_DIR (where the session bus's socket
-// would be looked for) is set. Everything it started is stopped and reaped when it goes, also
-// when a test fails. Throws std::runtime_error, with the daemons' own words, when something does
-// not start.
+// (our dbusmock template, python3-dbusmock's own with what these tests need besides) and a screen
+// saver on the second (our dbusmock template) where asked for. While it lives,
+// DBUS_SYSTEM_BUS_ADDRESS and DBUS_SESSION_BUS_ADDRESS of this process, and so of every program it
+// starts, name these buses, and DISPLAY says that there is a graphical session (no display server
+// is needed: nothing connects to it); afterwards they are as they were. Without a session bus, as
+// over SSH or on a server, none of DISPLAY, WAYLAND_DISPLAY, DBUS_SESSION_BUS_ADDRESS and
+// XDG_RUNTIME_DIR (where the session bus's socket would be looked for) is set. Everything it
+// started is stopped and reaped when it goes, also when a test fails. Throws std::runtime_error,
+// with the daemons' own words, when something does not start.
 class PrivateBuses {
 public:
     struct Services {
@@ -63,8 +63,9 @@ public:
     PrivateBuses& operator=(const PrivateBuses&) = delete;
 
     std::vector<LogindInhibitor> logindInhibitors() const;
-    // From now on logind refuses every lock, as it does a caller that polkit does not allow to.
-    void refuseLogindLocks() const;
+    // From now on logind refuses every lock of these kinds ("idle", "handle-lid-switch"), as it
+    // does a caller that polkit does not allow to take them.
+    void refuseLogindLocks(const std::vector<std::string>& kinds) const;
     // None without a session bus.
     std::vector<ScreenSaverInhibition> screenSaverInhibitions() const;
 

@@ -1,5 +1,9 @@
 #include "TallowbeckCore/platform/linux/LinuxPowerManagement.hpp"
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <utility>
 
@@ -22,8 +26,35 @@ constexpr DBusMethod screenSaverUninhibit{"org.freedesktop.ScreenSaver",
 
 // A lock that makes logind wait rather than act; the alternative, "delay", only postpones.
 constexpr const char* blockMode = "block";
-constexpr const char* idleLock = "idle";
-constexpr const char* lidSwitchLock = "handle-lid-switch";
+
+constexpr LinuxPowerManagement::LogindLock idleLock{"idle", "the idle lock"};
+constexpr LinuxPowerManagement::LogindLock lidSwitchLock{"handle-lid-switch",
+                                                         "the closed-lid lock (handle-lid-switch)"};
+
+constexpr std::string_view logindService = "logind (org.freedesktop.login1)";
+constexpr std::string_view screenSaverService = "the screen saver (org.freedesktop.ScreenSaver)";
+
+// How logind passes on polkit's refusal, and polkit's wish to ask a person who cannot be asked.
+constexpr std::array<std::string_view, 2> polkitRefusals{
+    "org.freedesktop.DBus.Error.AccessDenied",
+    "org.freedesktop.DBus.Error.InteractiveAuthorizationRequired"};
+
+bool isPolkitRefusal(std::string_view errorName) noexcept {
+    return std::ranges::find(polkitRefusals, errorName) != polkitRefusals.end();
+}
+
+// `failure` told as "cannot take the idle lock from logind (org.freedesktop.login1): <error>".
+DBusFailure described(DBusFailure failure, std::string_view attempt, std::string_view service) {
+    std::string text = std::string(attempt) + " " + std::string(service) + ": ";
+    text += failure.errorName.empty() ? failure.reason : failure.errorName + ": " + failure.reason;
+    if (isPolkitRefusal(failure.errorName)) {
+        text +=
+            "; polkit does not allow it from this session: run it from the machine's own "
+            "session, or as root";
+    }
+    failure.reason = std::move(text);
+    return failure;
+}
 
 bool isSet(const char* variable) noexcept {
     const char* value = std::getenv(variable);
@@ -33,6 +64,7 @@ bool isSet(const char* variable) noexcept {
 DBusFailure unsupportedType(std::string_view type) {
     return {.serviceMissing = true,
             .status = IOReturn::unsupported,
+            .errorName = {},
             .reason = "Linux has no keep-awake assertion of type " + std::string(type)};
 }
 
@@ -127,13 +159,23 @@ LinuxPowerManagement::Inhibition LinuxPowerManagement::inhibit(std::string_view 
     throw unsupportedType(type);
 }
 
-FileDescriptor LinuxPowerManagement::inhibitLogind(const char* what, std::string_view why) const {
-    // The lock lives in its descriptor, not in the connection, which closes right away.
-    DBusConnection systemBus = DBusConnection::open(DBusConnection::Bus::system);
-    const std::string reason(why);
-    return systemBus
-        .call(logindInhibit, "ssss", what, applicationName_.c_str(), reason.c_str(), blockMode)
-        .readDescriptor();
+FileDescriptor LinuxPowerManagement::inhibitLogind(const LogindLock& lock,
+                                                   std::string_view why) const {
+    try {
+        // The lock lives in its descriptor, not in the connection, which closes right away.
+        DBusConnection systemBus = DBusConnection::open(DBusConnection::Bus::system);
+        if (::isatty(STDIN_FILENO) == 1) {
+            systemBus.allowInteractiveAuthorization();
+        }
+        const std::string reason(why);
+        return systemBus
+            .call(logindInhibit, "ssss", lock.what, applicationName_.c_str(), reason.c_str(),
+                  blockMode)
+            .readDescriptor();
+    } catch (const DBusFailure& failure) {
+        throw described(failure, "cannot take " + std::string(lock.description) + " from",
+                        logindService);
+    }
 }
 
 // A display is there to keep on only in a graphical session, which has its session bus.
@@ -154,8 +196,13 @@ LinuxPowerManagement::Inhibition LinuxPowerManagement::inhibitDisplay(std::strin
 LinuxPowerManagement::ScreenSaverCookie LinuxPowerManagement::inhibitScreenSaver(
     std::string_view why) {
     const std::string reason(why);
-    return {sessionBus_->call(screenSaverInhibit, "ss", applicationName_.c_str(), reason.c_str())
+    try {
+        return {
+            sessionBus_->call(screenSaverInhibit, "ss", applicationName_.c_str(), reason.c_str())
                 .readUInt32()};
+    } catch (const DBusFailure& failure) {
+        throw described(failure, "cannot take the display lock from", screenSaverService);
+    }
 }
 
 // A screen saver or a session bus that has gone away took the inhibition with it.
@@ -167,7 +214,7 @@ void LinuxPowerManagement::uninhibitScreenSaver(ScreenSaverCookie cookie) {
         sessionBus_->call(screenSaverUninhibit, "u", cookie.value);
     } catch (const DBusFailure& failure) {
         if (!failure.serviceMissing) {
-            throw;
+            throw described(failure, "cannot release the display lock of", screenSaverService);
         }
     }
 }

@@ -29,6 +29,10 @@ namespace tallowbeck {
 //   owning the name), fails with IOReturn::unsupported, as on a system without power assertions;
 //   so does the display assertion in a graphical session whose screen saver is not there. A
 //   service that refuses fails with its error as a negative errno.
+// failureDetail() tells the latest failure in this system's terms, in one line: which lock
+//   (idle, display, closed-lid), which service, and its D-Bus error; a refusal by polkit also
+//   says what to do about it. When standard input is a terminal, logind's polkit may ask the
+//   person there for authorization (through a polkit agent) before it answers.
 //   The level is not looked at: every assertion is held at full strength.
 // Releasing closes the lock's descriptor, or calls UnInhibit with the cookie; an id that this
 //   layer does not hold is IOReturn::notFound.
@@ -49,6 +53,12 @@ namespace tallowbeck {
 // Thread-safe.
 class LinuxPowerManagement final : public PowerManagement {
 public:
+    // A kind of logind inhibitor lock, and how the user hears of it.
+    struct LogindLock {
+        const char* what;         // "idle", "handle-lid-switch"
+        const char* description;  // "the idle lock"
+    };
+
     // `applicationName` is the owner that logind and the screen saver show for the locks.
     explicit LinuxPowerManagement(std::string applicationName = "Quillmoss");
 
@@ -70,7 +80,7 @@ private:
     using Inhibition = std::variant<FileDescriptor, ScreenSaverCookie, AbsentDisplay>;
 
     // Callers hold lock_. Each throws DBusFailure.
-    FileDescriptor inhibitLogind(const char* what, std::string_view why) const;
+    FileDescriptor inhibitLogind(const LogindLock& lock, std::string_view why) const;
     Inhibition inhibitDisplay(std::string_view why);
     ScreenSaverCookie inhibitScreenSaver(std::string_view why);
     void uninhibitScreenSaver(ScreenSaverCookie cookie);

@@ -273,8 +273,9 @@ TEST(AwakeEndToEndTests, AFailedActivationEndsWithStatus1ItsMessageAndItsReason)
     ASSERT_EQ(run.exitWithin(patience), 1);
 
     EXPECT_THAT(run.errors(),
-                ElementsAre("tallowbeck: macOS rejected the keep-awake assertion (-536870201).",
-                            HasSubstr("org.freedesktop.ScreenSaver")));
+                ElementsAre(AllOf(::testing::StartsWith("tallowbeck: cannot take the display lock"),
+                                  HasSubstr("org.freedesktop.ScreenSaver"),
+                                  ::testing::Not(HasSubstr("macOS")))));
     EXPECT_TRUE(run.output().empty());
     EXPECT_TRUE(
         testing::becomesTrueWithin(patience, [&] { return buses.logindInhibitors().empty(); }));
@@ -348,6 +349,23 @@ TEST(AwakeEndToEndTests, WithoutASessionBusTheSystemIsKeptAwakeUntilTheProcessEx
     EXPECT_EQ(run.output().front(),
               std::string("Keeping this machine awake until stopped. ") + systemOnlyNote);
     EXPECT_EQ(run.output().back(), "Session ended: process " + pid + " exited.");
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, ALidSwitchLockThatPolkitRefusesEndsWithOneLineSayingSoAndNothingHeld) {
+    const PrivateBuses buses;
+    buses.refuseLogindLocks({"handle-lid-switch"});
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--closed-lid", "--for", "5s"});
+
+    ASSERT_EQ(run.exitWithin(patience), 1);
+
+    EXPECT_THAT(run.errors(),
+                ElementsAre(AllOf(::testing::StartsWith("tallowbeck: cannot take the closed-lid "
+                                                        "lock (handle-lid-switch) from logind"),
+                                  HasSubstr("org.freedesktop.DBus.Error.AccessDenied"),
+                                  HasSubstr("polkit"), ::testing::Not(HasSubstr("macOS")))));
+    EXPECT_TRUE(run.output().empty());
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 

@@ -229,7 +229,7 @@ TEST(LinuxPowerManagementTests, WithoutAScreenSaverTheActivationFailsAndLeavesNo
 
 TEST(LinuxPowerManagementTests, ARefusedLockFailsWithTheRefusalsErrno) {
     const PrivateBuses buses;
-    buses.refuseLogindLocks();
+    buses.refuseLogindLocks({"idle", "handle-lid-switch"});
     LinuxPowerManagement power;
 
     EXPECT_EQ(
@@ -243,6 +243,20 @@ TEST(LinuxPowerManagementTests, ARefusedLockFailsWithTheRefusalsErrno) {
         thrown<PowerControlError>([&] { PowerController::setClosedLidSleepDisabled(true, power); }),
         PowerControlError::clamshellUpdateFailed(-EACCES));
     EXPECT_THAT(buses.logindInhibitors(), IsEmpty());
+}
+
+TEST(LinuxPowerManagementTests, APolkitRefusalNamesTheLockTheServiceItsErrorAndWhatToDo) {
+    const PrivateBuses buses;
+    buses.refuseLogindLocks({"handle-lid-switch"});
+    LinuxPowerManagement power;
+
+    EXPECT_EQ(power.setClamshellSleepDisabled(true).outcome, Outcome::callFailed);
+
+    EXPECT_EQ(power.failureDetail(),
+              "cannot take the closed-lid lock (handle-lid-switch) from logind "
+              "(org.freedesktop.login1): org.freedesktop.DBus.Error.AccessDenied: Permission "
+              "denied; polkit does not allow it from this session: run it from the machine's own "
+              "session, or as root");
 }
 
 TEST(LinuxPowerManagementTests, LocksOfAKilledProcessAreGone) {
@@ -297,7 +311,9 @@ TEST_P(LinuxPowerManagementWithoutLogindTests, TheSystemAssertionIsUnsupportedFo
         power.createAssertion("PreventUserIdleSystemSleep", 255, "Quillmoss active session");
     EXPECT_EQ(creation.status, IOReturn::unsupported);
     EXPECT_EQ(creation.assertionID, 0u);
-    EXPECT_FALSE(power.failureDetail().empty());
+    EXPECT_THAT(power.failureDetail(),
+                ::testing::StartsWith("cannot take the idle lock from logind "
+                                      "(org.freedesktop.login1): "));
 }
 
 TEST_P(LinuxPowerManagementWithoutLogindTests, TheRootDomainIsUnavailable) {
