@@ -209,7 +209,7 @@ int AwakeCommand::runSession() const {
     SessionClock& clock = SessionClock::system();
     AwakeConsole console(stdout, stderr,
                          json_ ? AwakeConsole::Form::json : AwakeConsole::Form::text,
-                         ::isatty(STDOUT_FILENO) == 1);
+                         ::isatty(STDOUT_FILENO) == 1, clock);
     AwakeHost::Settings settings;
     settings.lengthSeconds = lengthSeconds_;
     settings.endsAt = endsAt_;

@@ -45,6 +45,9 @@ constexpr const char* cliPath = TALLOWBECK_CLI_PATH;
 constexpr const char* watchdogPath = TALLOWBECK_WATCHDOG_PATH;
 // Bounds every wait for a session, well beyond what a loaded machine needs.
 constexpr auto patience = 10s;
+// An event's name and its time in UTC, as every --json event begins.
+constexpr const char* eventStart =
+    R"(\{"event":"[a-z]+","at":"[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z",.*)";
 
 const LogindInhibitor idleLock{"idle", "Quillmoss", "Quillmoss active session", "block"};
 const LogindInhibitor lidLock{"handle-lid-switch", "Quillmoss",
@@ -170,10 +173,14 @@ TEST(AwakeEndToEndTests, ATimedSessionEndsAtItsEndAndReleasesEverything) {
     EXPECT_LT(run.lasted().count(), 2.0 + 4.0);
     const std::vector<std::string> lines = run.output();
     ASSERT_GE(lines.size(), 3u);
-    EXPECT_THAT(lines.front(), HasSubstr(R"({"event":"started","session":{)"));
+    EXPECT_THAT(lines, ::testing::Each(::testing::MatchesRegex(eventStart)));
+    EXPECT_THAT(lines.front(), ::testing::StartsWith(R"({"event":"started","at":")"));
+    EXPECT_THAT(lines.front(), HasSubstr(R"(Z","session":{)"));
     EXPECT_THAT(lines[1], AllOf(HasSubstr(R"("event":"sample")"),
                                 HasSubstr(R"("batteryCelsius":30,"thermalState":"nominal")")));
-    EXPECT_EQ(lines.back(), R"({"event":"ended","reason":"expired","exitStatus":0})");
+    EXPECT_THAT(lines.back(),
+                AllOf(::testing::StartsWith(R"({"event":"ended","at":")"),
+                      ::testing::EndsWith(R"(Z","reason":"expired","exitStatus":0})")));
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
@@ -210,8 +217,10 @@ TEST(AwakeEndToEndTests, SeriousPressureWithoutABatteryReadingEndsTheSessionAtOn
     ASSERT_EQ(run.exitWithin(patience), 3) << ::testing::PrintToString(run.errors());
 
     EXPECT_LT(run.lasted().count(), 5.0);
-    EXPECT_EQ(run.output().back(), R"({"event":"ended","reason":"thermalPressure","exitStatus":3,)"
-                                   R"("thermalState":"serious"})");
+    EXPECT_THAT(run.output().back(),
+                AllOf(::testing::MatchesRegex(eventStart),
+                      ::testing::EndsWith(R"(Z","reason":"thermalPressure","exitStatus":3,)"
+                                          R"("thermalState":"serious"})")));
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
