@@ -30,6 +30,9 @@ constexpr DBusMethod refuseLock{"org.freedesktop.login1", "/org/freedesktop/logi
                                 "org.freedesktop.DBus.Mock", "RefuseLock"};
 constexpr DBusMethod listInhibitions{"org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver",
                                      "org.freedesktop.DBus.Mock", "ListInhibitions"};
+constexpr DBusMethod listPortalInhibitions{"org.freedesktop.portal.Desktop",
+                                           "/org/freedesktop/portal/desktop",
+                                           "org.freedesktop.DBus.Mock", "ListInhibitions"};
 
 bool hasOwner(DBusConnection::Bus bus, const char* name) {
     try {
@@ -110,6 +113,9 @@ PrivateBuses::PrivateBuses(Services services)
         startMock("screensaver", TALLOWBECK_SCREENSAVER_MOCK_PATH, false,
                   "org.freedesktop.ScreenSaver");
     }
+    if (services.portal && sessionBus_) {
+        startMock("portal", TALLOWBECK_PORTAL_MOCK_PATH, false, "org.freedesktop.portal.Desktop");
+    }
 }
 
 PrivateBuses::~PrivateBuses() {
@@ -180,6 +186,22 @@ std::vector<ScreenSaverInhibition> PrivateBuses::screenSaverInhibitions() const 
             const int result = sd_bus_message_read(reply, "(uss)", &cookie, &application, &reason);
             if (result > 0) {
                 inhibitions.push_back({application, reason});
+            }
+            return result;
+        });
+    return inhibitions;
+}
+
+std::vector<PortalInhibition> PrivateBuses::portalInhibitions() const {
+    std::vector<PortalInhibition> inhibitions;
+    forEachElement(
+        DBusConnection::Bus::session, listPortalInhibitions, "(uss)", [&](sd_bus_message* reply) {
+            std::uint32_t flags = 0;
+            const char* reason = nullptr;
+            const char* state = nullptr;
+            const int result = sd_bus_message_read(reply, "(uss)", &flags, &reason, &state);
+            if (result > 0) {
+                inhibitions.push_back({flags, reason, state});
             }
             return result;
         });

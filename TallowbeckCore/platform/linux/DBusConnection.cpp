@@ -71,6 +71,14 @@ std::uint32_t DBusReply::readUInt32() {
     return value;
 }
 
+std::string DBusReply::readObjectPath() {
+    const char* path = nullptr;
+    if (const int result = sd_bus_message_read(message_.get(), "o", &path); result < 0) {
+        throw readFailure(result);
+    }
+    return path;
+}
+
 DBusConnection DBusConnection::open(Bus bus) {
     sd_bus* connection = nullptr;
     const int result =

@@ -40,6 +40,7 @@ public:
     // exec, so that no program this process starts ever holds it.
     FileDescriptor readDescriptor();
     std::uint32_t readUInt32();
+    std::string readObjectPath();
 
     // For readers of containers that have no reader here.
     sd_bus_message* get() const noexcept { return message_.get(); }

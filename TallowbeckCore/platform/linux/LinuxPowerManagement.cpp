@@ -17,6 +17,9 @@ constexpr std::string_view displayAssertionType = "PreventUserIdleDisplaySleep";
 
 constexpr DBusMethod logindInhibit{"org.freedesktop.login1", "/org/freedesktop/login1",
                                    "org.freedesktop.login1.Manager", "Inhibit"};
+constexpr DBusMethod portalInhibit{"org.freedesktop.portal.Desktop",
+                                   "/org/freedesktop/portal/desktop",
+                                   "org.freedesktop.portal.Inhibit", "Inhibit"};
 constexpr DBusMethod screenSaverInhibit{"org.freedesktop.ScreenSaver",
                                         "/org/freedesktop/ScreenSaver",
                                         "org.freedesktop.ScreenSaver", "Inhibit"};
@@ -33,6 +36,10 @@ constexpr LinuxPowerManagement::LogindLock lidSwitchLock{"handle-lid-switch",
 
 constexpr std::string_view logindService = "logind (org.freedesktop.login1)";
 constexpr std::string_view screenSaverService = "the screen saver (org.freedesktop.ScreenSaver)";
+constexpr std::string_view portalService = "the desktop portal (org.freedesktop.portal.Desktop)";
+
+// The portal's flag for inhibiting the session's going idle, which blanks the display.
+constexpr std::uint32_t portalIdleFlag = 8;
 
 // How logind passes on polkit's refusal, and polkit's wish to ask a person who cannot be asked.
 constexpr std::array<std::string_view, 2> polkitRefusals{
@@ -95,17 +102,14 @@ std::int32_t LinuxPowerManagement::releaseAssertion(std::uint32_t assertionID) {
     if (found == inhibitions_.end()) {
         return IOReturn::notFound;
     }
-    if (const auto* cookie = std::get_if<ScreenSaverCookie>(&found->second)) {
-        try {
-            uninhibitScreenSaver(*cookie);
-        } catch (const DBusFailure& failure) {
-            failureDetail_ = failure.reason;
-            return failure.status;
-        }
+    try {
+        release(found->second);
+    } catch (const DBusFailure& failure) {
+        failureDetail_ = failure.reason;
+        return failure.status;
     }
-    // A lock's descriptor closes with it.
     inhibitions_.erase(found);
-    if (!holdsScreenSaverInhibition()) {
+    if (!holdsSessionInhibition()) {
         sessionBus_.reset();
     }
     return IOReturn::success;
@@ -190,7 +194,42 @@ LinuxPowerManagement::Inhibition LinuxPowerManagement::inhibitDisplay(std::strin
             return AbsentDisplay{failure.reason};
         }
     }
-    return inhibitScreenSaver(why);
+    try {
+        return inhibitThroughPortal(why);
+    } catch (const DBusFailure& failure) {
+        if (!failure.serviceMissing) {
+            throw;
+        }
+    }
+    try {
+        return inhibitScreenSaver(why);
+    } catch (const DBusFailure& failure) {
+        if (!failure.serviceMissing) {
+            throw;
+        }
+        throw DBusFailure{
+            .serviceMissing = true,
+            .status = failure.status,
+            .errorName = failure.errorName,
+            .reason = "cannot take the display lock: neither " + std::string(portalService) +
+                      " nor " + std::string(screenSaverService) +
+                      " answers on the session bus; --allow-display-sleep keeps only the system "
+                      "awake"};
+    }
+}
+
+LinuxPowerManagement::PortalRequest LinuxPowerManagement::inhibitThroughPortal(
+    std::string_view why) {
+    const std::string reason(why);
+    try {
+        // No window to attach the request to, and one option: the reason.
+        return {sessionBus_
+                    ->call(portalInhibit, "sua{sv}", "", portalIdleFlag, 1u, "reason", "s",
+                           reason.c_str())
+                    .readObjectPath()};
+    } catch (const DBusFailure& failure) {
+        throw described(failure, "cannot take the display lock from", portalService);
+    }
 }
 
 LinuxPowerManagement::ScreenSaverCookie LinuxPowerManagement::inhibitScreenSaver(
@@ -202,6 +241,31 @@ LinuxPowerManagement::ScreenSaverCookie LinuxPowerManagement::inhibitScreenSaver
                 .readUInt32()};
     } catch (const DBusFailure& failure) {
         throw described(failure, "cannot take the display lock from", screenSaverService);
+    }
+}
+
+// A lock's descriptor closes with it; an absent display holds nothing.
+void LinuxPowerManagement::release(const Inhibition& inhibition) {
+    if (const auto* cookie = std::get_if<ScreenSaverCookie>(&inhibition)) {
+        uninhibitScreenSaver(*cookie);
+    } else if (const auto* request = std::get_if<PortalRequest>(&inhibition)) {
+        closePortalRequest(*request);
+    }
+}
+
+// A portal or a session bus that has gone away took the inhibition with it.
+void LinuxPowerManagement::closePortalRequest(const PortalRequest& request) {
+    if (!sessionBus_ || !sessionBus_->isOpen()) {
+        return;
+    }
+    const DBusMethod close{portalInhibit.destination, request.handle.c_str(),
+                           "org.freedesktop.portal.Request", "Close"};
+    try {
+        sessionBus_->call(close, "");
+    } catch (const DBusFailure& failure) {
+        if (!failure.serviceMissing) {
+            throw described(failure, "cannot release the display lock of", portalService);
+        }
     }
 }
 
@@ -226,9 +290,10 @@ std::uint32_t LinuxPowerManagement::unusedAssertionID() noexcept {
     return lastAssertionID_;
 }
 
-bool LinuxPowerManagement::holdsScreenSaverInhibition() const noexcept {
+bool LinuxPowerManagement::holdsSessionInhibition() const noexcept {
     for (const auto& [assertionID, inhibition] : inhibitions_) {
-        if (std::holds_alternative<ScreenSaverCookie>(inhibition)) {
+        if (std::holds_alternative<ScreenSaverCookie>(inhibition) ||
+            std::holds_alternative<PortalRequest>(inhibition)) {
             return true;
         }
     }

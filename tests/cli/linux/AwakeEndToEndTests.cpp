@@ -37,6 +37,7 @@ using testing::ChildProcess;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using testing::LogindInhibitor;
+using testing::PortalInhibition;
 using testing::PrivateBuses;
 using testing::ScreenSaverInhibition;
 using ::testing::UnorderedElementsAre;
@@ -274,17 +275,54 @@ TEST(AwakeEndToEndTests, TheSessionEndsWhenTheWatchedProcessExits) {
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
-TEST(AwakeEndToEndTests, AFailedActivationEndsWithStatus1ItsMessageAndItsReason) {
+const PrivateBuses::Services portalOnly{.logind = true, .screenSaver = false, .portal = true};
+const PortalInhibition portalHeld{8, "Quillmoss active session display", "held"};
+
+TEST(AwakeEndToEndTests, TheDesktopPortalKeepsTheDisplayOnAndItsRequestIsClosedAtTheEnd) {
+    const PrivateBuses buses(portalOnly);
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--for", "2s"});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+
+    EXPECT_THAT(buses.portalInhibitions(), ElementsAre(portalHeld));
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+
+    EXPECT_THAT(buses.portalInhibitions(),
+                ElementsAre(PortalInhibition{8, "Quillmoss active session display", "closed"}));
+    EXPECT_EQ(run.output().front(), "Keeping this machine awake for 2s.");
+}
+
+TEST(AwakeEndToEndTests, KilledItsPortalInhibitionEndsWhenTheBusDropsItsName) {
+    const PrivateBuses buses(portalOnly);
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+    EXPECT_THAT(buses.portalInhibitions(), ElementsAre(portalHeld));
+
+    run.process().signal(SIGKILL);
+
+    EXPECT_EQ(run.exitWithin(patience), 128 + SIGKILL);
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] {
+        return buses.portalInhibitions() ==
+               std::vector<PortalInhibition>{{8, "Quillmoss active session display", "callerLeft"}};
+    }));
+    EXPECT_TRUE(
+        testing::becomesTrueWithin(patience, [&] { return buses.logindInhibitors().empty(); }));
+}
+
+TEST(AwakeEndToEndTests, WithADisplayButNeitherServiceItEndsWithStatus1NamingBoth) {
     const PrivateBuses buses({.logind = true, .screenSaver = false});
     const Machine machine = Machine::cool();
     AwakeRun run(machine, {"--for", "2s"});
 
     ASSERT_EQ(run.exitWithin(patience), 1);
 
-    EXPECT_THAT(run.errors(),
-                ElementsAre(AllOf(::testing::StartsWith("tallowbeck: cannot take the display lock"),
-                                  HasSubstr("org.freedesktop.ScreenSaver"),
-                                  ::testing::Not(HasSubstr("macOS")))));
+    EXPECT_THAT(
+        run.errors(),
+        ElementsAre(AllOf(::testing::StartsWith("tallowbeck: cannot take the display lock"),
+                          HasSubstr("org.freedesktop.portal.Desktop"),
+                          HasSubstr("org.freedesktop.ScreenSaver"),
+                          HasSubstr("--allow-display-sleep"), ::testing::Not(HasSubstr("macOS")))));
     EXPECT_TRUE(run.output().empty());
     EXPECT_TRUE(
         testing::becomesTrueWithin(patience, [&] { return buses.logindInhibitors().empty(); }));

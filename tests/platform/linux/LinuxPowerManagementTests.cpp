@@ -31,6 +31,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::LogindInhibitor;
+using testing::PortalInhibition;
 using testing::PrivateBuses;
 using testing::ScreenSaverInhibition;
 using testing::thrown;
@@ -75,7 +76,7 @@ TEST(LinuxPowerManagementTests, ReleasingTheSystemAssertionClosesTheLock) {
     EXPECT_EQ(power.releaseAssertion(creation.assertionID), IOReturn::notFound);
 }
 
-TEST(LinuxPowerManagementTests, TheDisplayAssertionIsAScreenSaverInhibition) {
+TEST(LinuxPowerManagementTests, WithoutAPortalTheDisplayAssertionIsAScreenSaverInhibition) {
     const PrivateBuses buses;
     LinuxPowerManagement power;
 
@@ -125,6 +126,22 @@ TEST(LinuxPowerManagementTests, ADisplayKeptOnHasNoReasonNotToBe) {
     ASSERT_EQ(power.createAssertion("PreventUserIdleDisplaySleep", 255, "display").status,
               IOReturn::success);
     EXPECT_EQ(power.displayNotKeptOnReason(), "");
+}
+
+TEST(LinuxPowerManagementTests, TheDisplayAssertionGoesToTheDesktopPortalFirst) {
+    const PrivateBuses buses({.portal = true});
+    LinuxPowerManagement power;
+
+    const auto creation = power.createAssertion("PreventUserIdleDisplaySleep", 255,
+                                                "Quillmoss active session display");
+
+    ASSERT_EQ(creation.status, IOReturn::success);
+    EXPECT_THAT(buses.portalInhibitions(),
+                ElementsAre(PortalInhibition{8, "Quillmoss active session display", "held"}));
+    EXPECT_THAT(buses.screenSaverInhibitions(), IsEmpty());
+    EXPECT_EQ(power.releaseAssertion(creation.assertionID), IOReturn::success);
+    EXPECT_THAT(buses.portalInhibitions(),
+                ElementsAre(PortalInhibition{8, "Quillmoss active session display", "closed"}));
 }
 
 TEST(LinuxPowerManagementTests, EachAssertionHasAnIdOfItsOwn) {
@@ -213,7 +230,7 @@ TEST(LinuxPowerManagementTests, AllowingDisplaySleepTakesNoScreenSaverInhibition
     EXPECT_THAT(buses.screenSaverInhibitions(), IsEmpty());
 }
 
-TEST(LinuxPowerManagementTests, WithoutAScreenSaverTheActivationFailsAndLeavesNoLock) {
+TEST(LinuxPowerManagementTests, WithNeitherPortalNorScreenSaverTheActivationFailsAndLeavesNoLock) {
     const PrivateBuses buses({.logind = true, .screenSaver = false});
     LinuxPowerManagement power;
     PowerController controller(power);
@@ -221,7 +238,8 @@ TEST(LinuxPowerManagementTests, WithoutAScreenSaverTheActivationFailsAndLeavesNo
     EXPECT_EQ(thrown<PowerControlError>([&] { controller.activate(false, true); }),
               PowerControlError::assertionFailed(IOReturn::unsupported));
 
-    EXPECT_THAT(power.failureDetail(), HasSubstr("org.freedesktop.ScreenSaver"));
+    EXPECT_THAT(power.failureDetail(), ::testing::AllOf(HasSubstr("org.freedesktop.portal.Desktop"),
+                                                        HasSubstr("org.freedesktop.ScreenSaver")));
     EXPECT_EQ(controller.systemAssertionID(), std::nullopt);
     EXPECT_TRUE(testing::becomesTrueWithin(releasePatience,
                                            [&] { return buses.logindInhibitors().empty(); }));
