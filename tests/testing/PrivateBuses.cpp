@@ -28,6 +28,8 @@ constexpr DBusMethod listInhibitors{"org.freedesktop.login1", "/org/freedesktop/
                                     "org.freedesktop.login1.Manager", "ListInhibitors"};
 constexpr DBusMethod refuseLock{"org.freedesktop.login1", "/org/freedesktop/login1",
                                 "org.freedesktop.DBus.Mock", "RefuseLock"};
+constexpr DBusMethod setProperty{"org.freedesktop.login1", "/org/freedesktop/login1",
+                                 "org.freedesktop.DBus.Properties", "Set"};
 constexpr DBusMethod listInhibitions{"org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver",
                                      "org.freedesktop.DBus.Mock", "ListInhibitions"};
 constexpr DBusMethod listPortalInhibitions{"org.freedesktop.portal.Desktop",
@@ -168,6 +170,16 @@ void PrivateBuses::refuseLogindLocks(const std::vector<std::string>& kinds) cons
         for (const std::string& kind : kinds) {
             systemBus.call(refuseLock, "s", kind.c_str());
         }
+    } catch (const DBusFailure& failure) {
+        throw std::runtime_error(failure.reason);
+    }
+}
+
+void PrivateBuses::setLidClosed(bool closed) const {
+    try {
+        DBusConnection::open(DBusConnection::Bus::system)
+            .call(setProperty, "ssv", "org.freedesktop.login1.Manager", "LidClosed", "b",
+                  static_cast<int>(closed));
     } catch (const DBusFailure& failure) {
         throw std::runtime_error(failure.reason);
     }

@@ -80,6 +80,8 @@ public:
     // From now on logind refuses every lock of these kinds ("idle", "handle-lid-switch"), as it
     // does a caller that polkit does not allow to take them.
     void refuseLogindLocks(const std::vector<std::string>& kinds) const;
+    // Sets logind's LidClosed property.
+    void setLidClosed(bool closed) const;
     // None without a session bus.
     std::vector<ScreenSaverInhibition> screenSaverInhibitions() const;
     std::vector<PortalInhibition> portalInhibitions() const;

@@ -102,6 +102,18 @@ void DBusConnection::allowInteractiveAuthorization() noexcept {
     sd_bus_set_method_call_timeout(bus_.get(), interactiveCallTimeoutMicroseconds);
 }
 
+bool DBusConnection::booleanProperty(const DBusMethod& property) {
+    sd_bus_error error{};
+    int value = 0;
+    const int result =
+        sd_bus_get_property_trivial(bus_.get(), property.destination, property.path,
+                                    property.interface, property.member, &error, 'b', &value);
+    if (result < 0) {
+        throwCallFailure(error, result);
+    }
+    return value != 0;
+}
+
 void DBusConnection::throwCallFailure(sd_bus_error& error, int result) {
     const std::string_view name = error.name != nullptr ? error.name : "";
     DBusFailure failure{.serviceMissing = meansServiceAbsent(name),

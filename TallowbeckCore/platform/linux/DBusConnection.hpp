@@ -23,7 +23,7 @@ struct DBusFailure {
     std::string reason;
 };
 
-// One method on one object of one bus name.
+// One method on one object of one bus name; for a property, its name stands as the member.
 struct DBusMethod {
     const char* destination;
     const char* path;
@@ -84,6 +84,9 @@ public:
         }
         return DBusReply(reply);
     }
+
+    // The value of a boolean property; throws DBusFailure as `call` does.
+    bool booleanProperty(const DBusMethod& property);
 
 private:
     struct Close {
