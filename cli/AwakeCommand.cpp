@@ -1,5 +1,6 @@
 #include "cli/AwakeCommand.hpp"
 
+#include <fmt/core.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -18,6 +19,7 @@
 #include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
 #include "cli/AwakeConsole.hpp"
 #include "cli/AwakeHost.hpp"
+#include "cli/AwakeLockList.hpp"
 #include "cli/CommandOptions.hpp"
 #include "cli/SessionClock.hpp"
 #include "cli/SystemAwakeEvents.hpp"
@@ -164,6 +166,11 @@ AwakeCommand::AwakeCommand(CLI::App& app) {
         command->add_option("command", command_, "Keep awake while COMMAND runs (after --)")
             ->type_name("COMMAND [ARGS...]");
     pid->excludes(program);
+    command->add_flag("--list", list_, "List the keep-awake locks every program holds now")
+        ->excludes(forOption)
+        ->excludes("--until")
+        ->excludes("--closed-lid")
+        ->excludes("--pid");
     command->callback([this] { run(); });
 }
 
@@ -200,8 +207,21 @@ std::optional<double> AwakeCommand::parseEndTime(std::string_view text, double n
 }
 
 void AwakeCommand::run() const {
-    if (const int status = runSession(); status != 0) {
+    if (const int status = list_ ? listLocks() : runSession(); status != 0) {
         throw CLI::RuntimeError(status);
+    }
+}
+
+int AwakeCommand::listLocks() const {
+    try {
+        const std::vector<PowerManagement::HeldLock> locks = PowerManagement::system().heldLocks();
+        fmt::print("{}", json_
+                             ? AwakeLockList::json(SessionClock::system().wallTime(), locks) + "\n"
+                             : AwakeLockList::text(locks));
+        return 0;
+    } catch (const std::runtime_error& error) {
+        fmt::print(stderr, "tallowbeck: {}\n", error.what());
+        return AwakeHost::activationFailedStatus;
     }
 }
 

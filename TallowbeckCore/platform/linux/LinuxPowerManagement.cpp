@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "TallowbeckCore/platform/IOReturn.hpp"
 
@@ -17,6 +19,8 @@ constexpr std::string_view displayAssertionType = "PreventUserIdleDisplaySleep";
 
 constexpr DBusMethod logindInhibit{"org.freedesktop.login1", "/org/freedesktop/login1",
                                    "org.freedesktop.login1.Manager", "Inhibit"};
+constexpr DBusMethod logindListInhibitors{"org.freedesktop.login1", "/org/freedesktop/login1",
+                                          "org.freedesktop.login1.Manager", "ListInhibitors"};
 constexpr DBusMethod portalInhibit{"org.freedesktop.portal.Desktop",
                                    "/org/freedesktop/portal/desktop",
                                    "org.freedesktop.portal.Inhibit", "Inhibit"};
@@ -73,6 +77,31 @@ DBusFailure unsupportedType(std::string_view type) {
             .status = IOReturn::unsupported,
             .errorName = {},
             .reason = "Linux has no keep-awake assertion of type " + std::string(type)};
+}
+
+// ListInhibitors' answer: an array of (what, who, why, mode, uid, pid).
+std::vector<PowerManagement::HeldLock> readInhibitors(const DBusReply& reply) {
+    constexpr const char* inhibitorType = "(ssssuu)";
+    sd_bus_message* message = reply.get();
+    std::vector<PowerManagement::HeldLock> locks;
+    int result = sd_bus_message_enter_container(message, 'a', inhibitorType);
+    while (result > 0) {
+        const char* texts[4] = {};
+        std::uint32_t userID = 0;
+        std::uint32_t processID = 0;
+        result = sd_bus_message_read(message, inhibitorType, &texts[0], &texts[1], &texts[2],
+                                     &texts[3], &userID, &processID);
+        if (result > 0) {
+            locks.push_back({texts[0], texts[1], texts[2], texts[3], userID, processID});
+        }
+    }
+    if (result < 0) {
+        throw DBusFailure{.serviceMissing = false,
+                          .status = result,
+                          .errorName = {},
+                          .reason = "an answer that is not a list of locks"};
+    }
+    return locks;
 }
 
 }  // namespace
@@ -150,6 +179,16 @@ std::string LinuxPowerManagement::displayNotKeptOnReason() const {
         }
     }
     return {};
+}
+
+std::vector<PowerManagement::HeldLock> LinuxPowerManagement::heldLocks() const {
+    try {
+        return readInhibitors(
+            DBusConnection::open(DBusConnection::Bus::system).call(logindListInhibitors, ""));
+    } catch (const DBusFailure& failure) {
+        throw std::runtime_error(
+            described(failure, "cannot list the locks held by", logindService).reason);
+    }
 }
 
 LinuxPowerManagement::Inhibition LinuxPowerManagement::inhibit(std::string_view type,

@@ -40,6 +40,9 @@ namespace tallowbeck {
 // Releasing closes the lock's descriptor, or calls UnInhibit with the cookie; an id that this
 //   layer does not hold is IOReturn::notFound.
 //
+// heldLocks() lists logind's inhibitor locks (org.freedesktop.login1.Manager.ListInhibitors), of
+// every program, as `systemd-inhibit --list` does.
+//
 // The root domain's closed-lid setting:
 // - disabling takes a logind lock of kind "handle-lid-switch" in "block" mode and keeps its
 //   descriptor for the life of the process. That low-level lock stops logind from acting on the
@@ -71,6 +74,7 @@ public:
     RootDomainCall setClamshellSleepDisabled(bool disabled) override;
     std::string failureDetail() const override;
     std::string displayNotKeptOnReason() const override;
+    std::vector<HeldLock> heldLocks() const override;
 
 private:
     struct ScreenSaverCookie {

@@ -416,6 +416,44 @@ TEST(AwakeEndToEndTests, ALidSwitchLockThatPolkitRefusesEndsWithOneLineSayingSoA
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
+TEST(AwakeEndToEndTests, ListShowsTheLocksThatEveryProcessHolds) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    AwakeRun first(machine, {"--for", "30s"});
+    AwakeRun second(machine, {"--for", "30s", "--closed-lid"});
+    ASSERT_TRUE(first.startsWithin(patience) && second.startsWithin(patience));
+    const std::string firstPID = std::to_string(first.process().pid());
+    const std::string secondPID = std::to_string(second.process().pid());
+
+    AwakeRun text(machine, {"--list"});
+    AwakeRun json(machine, {"--list", "--json"});
+
+    ASSERT_EQ(text.exitWithin(patience), 0) << ::testing::PrintToString(text.errors());
+    const std::vector<std::string> lines = text.output();
+    ASSERT_EQ(lines.size(), 5u) << ::testing::PrintToString(lines);
+    EXPECT_THAT(lines.front(), ::testing::MatchesRegex("WHO +USER +PID +WHAT +WHY +MODE"));
+    // The two sessions start together; whose lock comes first is a matter of chance.
+    EXPECT_THAT(
+        std::vector(lines.begin() + 1, lines.end() - 1),
+        UnorderedElementsAre(::testing::MatchesRegex("Quillmoss +root +" + firstPID +
+                                                     " +idle +Quillmoss active session +block"),
+                             ::testing::MatchesRegex("Quillmoss +root +" + secondPID +
+                                                     " +idle +Quillmoss active session +block"),
+                             ::testing::MatchesRegex("Quillmoss +root +" + secondPID +
+                                                     " +handle-lid-switch +Quillmoss keeps .+")));
+    EXPECT_EQ(lines.back(), "3 locks held.");
+    ASSERT_EQ(json.exitWithin(patience), 0) << ::testing::PrintToString(json.errors());
+    ASSERT_EQ(json.output().size(), 1u);
+    EXPECT_THAT(json.output().front(),
+                AllOf(::testing::MatchesRegex(eventStart),
+                      HasSubstr(R"("user":"root","uid":0,"pid":)" + firstPID + R"(,"what":"idle")"),
+                      HasSubstr(R"("pid":)" + secondPID + R"(,"what":"handle-lid-switch")")));
+    first.process().signal(SIGTERM);
+    second.process().signal(SIGTERM);
+    EXPECT_EQ(first.exitWithin(patience), 0);
+    EXPECT_EQ(second.exitWithin(patience), 0);
+}
+
 class AwakeEndToEndBadUsageTests : public ::testing::TestWithParam<std::vector<std::string>> {};
 
 TEST_P(AwakeEndToEndBadUsageTests, EndsWithStatus2AndOneLineSayingWhy) {
@@ -439,7 +477,9 @@ INSTANTIATE_TEST_SUITE_P(
                       std::vector<std::string>{"--file", "history.json"},
                       std::vector<std::string>{"--record-every", "nan"},
                       std::vector<std::string>{"--retention", "30"},
-                      std::vector<std::string>{"--record-every", "5", "--retention", "0"}));
+                      std::vector<std::string>{"--record-every", "5", "--retention", "0"},
+                      std::vector<std::string>{"--list", "--for", "1h"},
+                      std::vector<std::string>{"--list", "--closed-lid"}));
 
 }  // namespace
 }  // namespace tallowbeck

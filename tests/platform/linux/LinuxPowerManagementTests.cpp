@@ -305,6 +305,51 @@ TEST(LinuxPowerManagementTests, LocksOfAKilledProcessAreGone) {
     EXPECT_TRUE(testing::becomesTrueWithin(releasePatience, [&] { return holdsNothing(buses); }));
 }
 
+TEST(LinuxPowerManagementTests, HeldLocksAreLogindsLocksOfEveryProcess) {
+    const PrivateBuses buses;
+    int ready[2];
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ready), 0);
+    testing::ChildProcess child = testing::ChildProcess::fork([&] {
+        LinuxPowerManagement power("Other");
+        static_cast<void>(power.createAssertion("PreventUserIdleSystemSleep", 255, "its job"));
+        const char done = 1;
+        static_cast<void>(::write(ready[1], &done, 1));
+        for (;;) {
+            ::pause();
+        }
+        return 0;
+    });
+    char done = 0;
+    ASSERT_EQ(::read(ready[0], &done, 1), 1) << "the child could not take its lock";
+    ::close(ready[0]);
+    ::close(ready[1]);
+    LinuxPowerManagement power;
+    ASSERT_EQ(power.setClamshellSleepDisabled(true).outcome, Outcome::accepted);
+
+    const std::vector<PowerManagement::HeldLock> locks = power.heldLocks();
+
+    const auto uid = static_cast<std::uint32_t>(::getuid());
+    EXPECT_THAT(
+        locks, UnorderedElementsAre(
+                   PowerManagement::HeldLock{"idle", "Other", "its job", "block", uid,
+                                             static_cast<std::uint32_t>(child.pid())},
+                   PowerManagement::HeldLock{"handle-lid-switch", "Quillmoss",
+                                             "Quillmoss keeps running with the lid closed", "block",
+                                             uid, static_cast<std::uint32_t>(::getpid())}));
+    child.signal(SIGKILL);
+    child.waitForExit();
+}
+
+TEST(LinuxPowerManagementTests, WithoutLogindTheLocksCannotBeListed) {
+    const PrivateBuses buses({.logind = false, .screenSaver = false});
+    LinuxPowerManagement power;
+    const std::optional<std::runtime_error> error =
+        thrown<std::runtime_error>([&] { static_cast<void>(power.heldLocks()); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_THAT(error->what(), ::testing::StartsWith("cannot list the locks held by logind "
+                                                     "(org.freedesktop.login1): "));
+}
+
 class LinuxPowerManagementWithoutLogindTests : public ::testing::TestWithParam<bool> {
 protected:
     // Either a system bus on which logind is missing, or no system bus at all.
