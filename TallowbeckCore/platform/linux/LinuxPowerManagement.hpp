@@ -32,13 +32,13 @@ namespace tallowbeck {
 //   owning the name), fails with IOReturn::unsupported, as on a system without power assertions;
 //   so does the display assertion in a graphical session where neither is there. A
 //   service that refuses fails with its error as a negative errno.
+//   The level is not looked at: every assertion is held at full strength.
+// Releasing closes the lock's descriptor or the portal's request, or calls UnInhibit with the
+//   cookie; an id that this layer does not hold is IOReturn::notFound.
 // failureDetail() tells the latest failure in this system's terms, in one line: which lock
 //   (idle, display, closed-lid), which service, and its D-Bus error; a refusal by polkit also
 //   says what to do about it. When standard input is a terminal, logind's polkit may ask the
 //   person there for authorization (through a polkit agent) before it answers.
-//   The level is not looked at: every assertion is held at full strength.
-// Releasing closes the lock's descriptor, or calls UnInhibit with the cookie; an id that this
-//   layer does not hold is IOReturn::notFound.
 //
 // heldLocks() lists logind's inhibitor locks (org.freedesktop.login1.Manager.ListInhibitors), of
 // every program, as `systemd-inhibit --list` does.
