@@ -26,6 +26,9 @@ constexpr DBusMethod nameHasOwner{"org.freedesktop.DBus", "/org/freedesktop/DBus
                                   "org.freedesktop.DBus", "NameHasOwner"};
 constexpr DBusMethod listInhibitors{"org.freedesktop.login1", "/org/freedesktop/login1",
                                     "org.freedesktop.login1.Manager", "ListInhibitors"};
+constexpr DBusMethod listInteractiveAuthorizations{
+    "org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.DBus.Mock",
+    "ListInteractiveAuthorizations"};
 constexpr DBusMethod refuseLock{"org.freedesktop.login1", "/org/freedesktop/login1",
                                 "org.freedesktop.DBus.Mock", "RefuseLock"};
 constexpr DBusMethod setProperty{"org.freedesktop.login1", "/org/freedesktop/login1",
@@ -162,6 +165,20 @@ std::vector<LogindInhibitor> PrivateBuses::logindInhibitors() const {
             return result;
         });
     return inhibitors;
+}
+
+std::vector<bool> PrivateBuses::logindInteractiveAuthorizations() const {
+    std::vector<bool> allowed;
+    forEachElement(DBusConnection::Bus::system, listInteractiveAuthorizations, "b",
+                   [&](sd_bus_message* reply) {
+                       int value = 0;
+                       const int result = sd_bus_message_read(reply, "b", &value);
+                       if (result > 0) {
+                           allowed.push_back(value != 0);
+                       }
+                       return result;
+                   });
+    return allowed;
 }
 
 void PrivateBuses::refuseLogindLocks(const std::vector<std::string>& kinds) const {

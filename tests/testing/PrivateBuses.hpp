@@ -77,6 +77,8 @@ public:
     PrivateBuses& operator=(const PrivateBuses&) = delete;
 
     std::vector<LogindInhibitor> logindInhibitors() const;
+    // For each call of logind's Inhibit so far, whether it let polkit ask the user.
+    std::vector<bool> logindInteractiveAuthorizations() const;
     // From now on logind refuses every lock of these kinds ("idle", "handle-lid-switch"), as it
     // does a caller that polkit does not allow to take them.
     void refuseLogindLocks(const std::vector<std::string>& kinds) const;

@@ -2,9 +2,11 @@
 // machine's kernel files in a mount namespace of its own: a fake machine's tree stands at
 // /sys/class there, as the sensor tests' fake roots do.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <stdlib.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -18,6 +20,7 @@
 #include <system_error>
 #include <vector>
 
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
 #include "tests/testing/BecomesTrue.hpp"
 #include "tests/testing/CapturedOutput.hpp"
 #include "tests/testing/ChildProcess.hpp"
@@ -95,14 +98,15 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
-// One run of `tallowbeck awake` with `arguments` on `machine`.
+// One run of `tallowbeck awake` with `arguments` on `machine`, and `input` as its standard input
+// (-1: this process's).
 class AwakeRun {
 public:
-    AwakeRun(const Machine& machine, std::vector<std::string> arguments)
+    AwakeRun(const Machine& machine, std::vector<std::string> arguments, int input = -1)
         : startedAt_(std::chrono::steady_clock::now()),
           process_(ChildProcess::start(
               cliPath, withCommand(std::move(arguments)),
-              {.input = -1, .output = output_.descriptor(), .error = errors_.descriptor()},
+              {.input = input, .output = output_.descriptor(), .error = errors_.descriptor()},
               [&machine, dying = testing::dyingWithThisProcess()] {
                   dying();
                   machine.enter();
@@ -452,6 +456,32 @@ TEST(AwakeEndToEndTests, ListShowsTheLocksThatEveryProcessHolds) {
     second.process().signal(SIGTERM);
     EXPECT_EQ(first.exitWithin(patience), 0);
     EXPECT_EQ(second.exitWithin(patience), 0);
+}
+
+// A new pseudo-terminal's secondary side, a terminal as a program's standard input.
+FileDescriptor pseudoTerminal(FileDescriptor& primary) {
+    primary = FileDescriptor(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    if (!primary.isOpen() || ::grantpt(primary.get()) != 0 || ::unlockpt(primary.get()) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pseudo-terminal");
+    }
+    return FileDescriptor(::open(::ptsname(primary.get()), O_RDWR | O_NOCTTY | O_CLOEXEC));
+}
+
+TEST(AwakeEndToEndTests, OnlyFromATerminalMayPolkitAskTheUserForTheLocks) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    FileDescriptor primary;
+    const FileDescriptor terminal = pseudoTerminal(primary);
+    const FileDescriptor nothing(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    ASSERT_TRUE(terminal.isOpen() && nothing.isOpen());
+
+    AwakeRun fromTerminal(machine, {"--for", "1s", "--allow-display-sleep"}, terminal.get());
+    ASSERT_EQ(fromTerminal.exitWithin(patience), 0)
+        << ::testing::PrintToString(fromTerminal.errors());
+    AwakeRun fromScript(machine, {"--for", "1s", "--allow-display-sleep"}, nothing.get());
+    ASSERT_EQ(fromScript.exitWithin(patience), 0) << ::testing::PrintToString(fromScript.errors());
+
+    EXPECT_THAT(buses.logindInteractiveAuthorizations(), ElementsAre(true, false));
 }
 
 class AwakeEndToEndBadUsageTests : public ::testing::TestWithParam<std::vector<std::string>> {};

@@ -1,7 +1,9 @@
 '''python3-dbusmock's logind, with what the keep-awake tests need beyond it: each inhibitor lock
 shows the user and the process of the connection that took it, as logind's own do; the mock's
 RefuseLock makes logind refuse a kind of lock as polkit refuses them to a session it
-does not trust; and the Manager has the LidClosed property, false until a test sets it.'''
+does not trust; the mock's ListInteractiveAuthorizations tells, call by call, whether the caller
+of Inhibit let polkit ask the user; and the Manager has the LidClosed property, false until a
+test sets it.'''
 
 import os
 
@@ -24,6 +26,7 @@ def load(mock, parameters):
     logind.load(mock, parameters)
     mock.AddProperty(MAIN_IFACE, 'LidClosed', dbus.Boolean(False))
     mock.refused_locks = set()
+    mock.interactive_authorizations = []
     mockobject.inhibitors = []
 
 
@@ -33,8 +36,10 @@ def caller_credentials(connection, sender):
             bus.GetConnectionUnixProcessID(sender, dbus_interface=DBUS_NAME))
 
 
-@dbus.service.method(MAIN_IFACE, in_signature='ssss', out_signature='h', sender_keyword='sender')
-def Inhibit(self, what, who, why, mode, sender):
+@dbus.service.method(MAIN_IFACE, in_signature='ssss', out_signature='h', sender_keyword='sender',
+                     message_keyword='message')
+def Inhibit(self, what, who, why, mode, sender, message):
+    self.interactive_authorizations.append(bool(message.get_allow_interactive_authorization()))
     if what in self.refused_locks:
         raise dbus.exceptions.DBusException('Permission denied',
                                             name='org.freedesktop.DBus.Error.AccessDenied')
@@ -52,6 +57,11 @@ def Inhibit(self, what, who, why, mode, sender):
     GLib.unix_fd_add_full(GLib.PRIORITY_HIGH, held, GLib.IO_HUP, dropped)
     GLib.idle_add(os.close, given)
     return given
+
+
+@dbus.service.method(MOCK_IFACE, in_signature='', out_signature='ab')
+def ListInteractiveAuthorizations(self):
+    return dbus.Array(self.interactive_authorizations, signature='b')
 
 
 @dbus.service.method(MOCK_IFACE, in_signature='s', out_signature='')
