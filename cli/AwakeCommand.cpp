@@ -1,5 +1,6 @@
 #include "cli/AwakeCommand.hpp"
 
+#include <fmt/core.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -18,6 +19,7 @@
 #include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
 #include "cli/AwakeConsole.hpp"
 #include "cli/AwakeHost.hpp"
+#include "cli/AwakeLockList.hpp"
 #include "cli/CommandOptions.hpp"
 #include "cli/SessionClock.hpp"
 #include "cli/SystemAwakeEvents.hpp"
@@ -157,6 +159,11 @@ AwakeCommand::AwakeCommand(CLI::App& app) {
                 "Keep awake while COMMAND runs (after --)")
             ->type_name("COMMAND [ARGS...]");
     pid->excludes(program);
+    command->add_flag("--list", list_, "List the keep-awake locks every program holds now")
+        ->excludes(forOption)
+        ->excludes("--until")
+        ->excludes("--closed-lid")
+        ->excludes("--pid");
     command->callback([this] { run(); });
 }
 
@@ -200,8 +207,21 @@ void AwakeCommand::run() const {
     if (pid_ && !command_.empty()) {
         throw CLI::ExcludesError("--pid", "a command after --");
     }
-    if (const int status = runSession(); status != 0) {
+    if (const int status = list_ ? listLocks() : runSession(); status != 0) {
         throw CLI::RuntimeError(status);
+    }
+}
+
+int AwakeCommand::listLocks() const {
+    try {
+        const std::vector<PowerManagement::HeldLock> locks = PowerManagement::system().heldLocks();
+        fmt::print("{}", json_
+                             ? AwakeLockList::json(SessionClock::system().wallTime(), locks) + "\n"
+                             : AwakeLockList::text(locks));
+        return 0;
+    } catch (const std::runtime_error& error) {
+        fmt::print(stderr, "tallowbeck: {}\n", error.what());
+        return AwakeHost::activationFailedStatus;
     }
 }
 
@@ -209,7 +229,7 @@ int AwakeCommand::runSession() const {
     SessionClock& clock = SessionClock::system();
     AwakeConsole console(stdout, stderr,
                          json_ ? AwakeConsole::Form::json : AwakeConsole::Form::text,
-                         ::isatty(STDOUT_FILENO) == 1);
+                         ::isatty(STDOUT_FILENO) == 1, clock);
     AwakeHost::Settings settings;
     settings.lengthSeconds = lengthSeconds_;
     settings.endsAt = endsAt_;

@@ -13,7 +13,8 @@ class App;
 namespace tallowbeck::cli {
 
 // `tallowbeck awake`: one keep-awake session in the foreground, for a while, until a time, while
-// a command runs or until a process exits, optionally with the lid closed. Exits 0 after a normal
+// a command runs or until a process exits, optionally with the lid closed. With --list, instead,
+// the keep-awake locks that every program holds now. Exits 0 after a normal
 // end, 3 when heat ended it, 1 when the session could not start, 2 on bad usage, and with the
 // command's own status when its command ended it. The watchdog of closed-lid mode is the
 // "tallowbeck-watchdog" installed beside the tallowbeck executable.
@@ -42,6 +43,7 @@ private:
     // Throws CLI::RuntimeError with any status other than 0.
     void run() const;
     int runSession() const;
+    int listLocks() const;
 
     CLI::App* subcommand_ = nullptr;
 
@@ -53,6 +55,7 @@ private:
     std::string file_;
     std::int64_t retentionDays_ = 7;
     bool json_ = false;
+    bool list_ = false;
     std::optional<std::int32_t> pid_;
     std::vector<std::string> command_;  // the words after "--", as given
 };

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "TallowbeckCore/support/InternetDateTime.hpp"
 #include "TallowbeckCore/support/JSONWriter.hpp"
 
 namespace tallowbeck::cli {
@@ -49,20 +50,32 @@ std::string_view reasonText(Reason reason) noexcept {
     return "";
 }
 
+// Opens an event's object with its name and time.
+JSONWriter& beginEvent(JSONWriter& json, std::string_view event, double at) {
+    return json.beginObject().key("event").value(event).key("at").value(InternetDateTime::text(at));
+}
+
 }  // namespace
 
-AwakeConsole::AwakeConsole(std::FILE* output, std::FILE* errors, Form form, bool outputIsTerminal)
-    : output_(output), errors_(errors), form_(form), outputIsTerminal_(outputIsTerminal) {}
+AwakeConsole::AwakeConsole(std::FILE* output, std::FILE* errors, Form form, bool outputIsTerminal,
+                           SessionClock& clock)
+    : output_(output),
+      errors_(errors),
+      form_(form),
+      outputIsTerminal_(outputIsTerminal),
+      clock_(clock) {}
 
-void AwakeConsole::started(const Session& session) {
-    line(form_ == Form::json ? startedJSON(session) : startedText(session));
+void AwakeConsole::started(const Session& session, std::string_view displayNotKeptOn) {
+    line(form_ == Form::json ? startedJSON(clock_.wallTime(), session, displayNotKeptOn)
+                             : startedText(session, displayNotKeptOn));
 }
 
 void AwakeConsole::updated(const AwakeUpdate& update) {
     if (form_ == Form::json) {
-        line(sampleJSON(update));
+        const double at = clock_.wallTime();
+        line(sampleJSON(at, update));
         if (update.graceRemaining) {
-            line(graceJSON(update));
+            line(graceJSON(at, update));
         }
     } else if (outputIsTerminal_) {
         fmt::print(output_, "{}{}", eraseLine, statusText(update));
@@ -74,7 +87,7 @@ void AwakeConsole::updated(const AwakeUpdate& update) {
 }
 
 void AwakeConsole::ended(const AwakeEnding& ending) {
-    line(form_ == Form::json ? endedJSON(ending) : endedText(ending));
+    line(form_ == Form::json ? endedJSON(clock_.wallTime(), ending) : endedText(ending));
 }
 
 void AwakeConsole::problem(std::string_view message) {
@@ -111,7 +124,7 @@ std::string AwakeConsole::durationText(double seconds) {
     return fmt::format("{}s", rest);
 }
 
-std::string AwakeConsole::startedText(const Session& session) {
+std::string AwakeConsole::startedText(const Session& session, std::string_view displayNotKeptOn) {
     std::string text = "Keeping this machine awake ";
     if (const std::optional<double> remaining = session.remainingTime(session.startedAt())) {
         text += "for " + durationText(*remaining) + ".";
@@ -123,6 +136,11 @@ std::string AwakeConsole::startedText(const Session& session) {
     }
     if (session.allowsDisplaySleep()) {
         text += " The display may sleep.";
+    }
+    if (!displayNotKeptOn.empty()) {
+        text += fmt::format(
+            " Only the system is kept awake, not the display: there is no graphical session ({}).",
+            displayNotKeptOn);
     }
     return text;
 }
@@ -156,27 +174,29 @@ std::string AwakeConsole::endedText(const AwakeEnding& ending) {
     return {};
 }
 
-std::string AwakeConsole::startedJSON(const Session& session) {
+std::string AwakeConsole::startedJSON(double at, const Session& session,
+                                      std::string_view displayNotKeptOn) {
     JSONWriter json;
-    json.beginObject().key("event").value("started").key("session");
+    beginEvent(json, "started", at).key("session");
     session.writeJSON(json);
+    if (!displayNotKeptOn.empty()) {
+        json.key("displayNotKeptOn").value(displayNotKeptOn);
+    }
     json.endObject();
     return json.text();
 }
 
-std::string AwakeConsole::sampleJSON(const AwakeUpdate& update) {
+std::string AwakeConsole::sampleJSON(double at, const AwakeUpdate& update) {
     JSONWriter json;
-    json.beginObject().key("event").value("sample").key("sample");
+    beginEvent(json, "sample", at).key("sample");
     update.sample.writeJSON(json);
     json.optionalMember("remainingTime", update.remainingTime).endObject();
     return json.text();
 }
 
-std::string AwakeConsole::graceJSON(const AwakeUpdate& update) {
+std::string AwakeConsole::graceJSON(double at, const AwakeUpdate& update) {
     JSONWriter json;
-    json.beginObject()
-        .key("event")
-        .value("grace")
+    beginEvent(json, "grace", at)
         .key("thermalState")
         .value(textValue(update.sample.thermalState()))
         .optionalMember("graceRemaining", update.graceRemaining)
@@ -184,9 +204,9 @@ std::string AwakeConsole::graceJSON(const AwakeUpdate& update) {
     return json.text();
 }
 
-std::string AwakeConsole::endedJSON(const AwakeEnding& ending) {
+std::string AwakeConsole::endedJSON(double at, const AwakeEnding& ending) {
     JSONWriter json;
-    json.beginObject().key("event").value("ended").key("reason").value(reasonText(ending.reason));
+    beginEvent(json, "ended", at).key("reason").value(reasonText(ending.reason));
     json.key("exitStatus").value(static_cast<std::int64_t>(ending.exitStatus()));
     switch (ending.reason) {
         case Reason::stopSignal:

@@ -36,7 +36,7 @@ int AwakeHost::run() {
     if (const std::optional<int> failure = start(controller, session)) {
         return *failure;
     }
-    pieces_.output.started(session);
+    pieces_.output.started(session, pieces_.power.displayNotKeptOnReason());
     const AwakeEnding ending = runUntilEnd(controller, session);
     finish(controller);
     pieces_.output.ended(ending);
@@ -57,10 +57,7 @@ std::optional<int> AwakeHost::start(PowerController& controller, const Session& 
     try {
         controller.activate(session.allowsDisplaySleep(), session.closedLidEnabled());
     } catch (const PowerControlError& error) {
-        pieces_.output.problem(error.what());
-        if (const std::string detail = pieces_.power.failureDetail(); !detail.empty()) {
-            pieces_.output.problem(detail);
-        }
+        pieces_.output.problem(powerFailureText(error));
         return activationFailedStatus;
     }
     try {
@@ -115,8 +112,8 @@ std::optional<AwakeEnding> AwakeHost::update(PowerController& controller, const 
                                              const TemperatureSample& sample) {
     try {
         controller.reapplyClosedLidSetting();
-    } catch (const std::exception& error) {
-        pieces_.output.problem(error.what());
+    } catch (const PowerControlError& error) {
+        pieces_.output.problem(powerFailureText(error));
     }
     const bool mustEnd =
         safety.evaluate(sample.thermalState(), sample.batteryCelsius(), pieces_.clock.steadyTime());
@@ -144,9 +141,9 @@ void AwakeHost::finish(PowerController& controller) {
         try {
             controller.deactivate();
             return;
-        } catch (const std::exception& error) {
+        } catch (const PowerControlError& error) {
             if (attempt == deactivationAttempts) {
-                pieces_.output.problem(error.what());
+                pieces_.output.problem(powerFailureText(error));
                 return;
             }
         }
@@ -157,6 +154,11 @@ void AwakeHost::finish(PowerController& controller) {
             static_cast<void>(pieces_.events.waitUntil(retryAt));
         }
     }
+}
+
+std::string AwakeHost::powerFailureText(const PowerControlError& error) const {
+    std::string detail = pieces_.power.failureDetail();
+    return detail.empty() ? std::string(error.what()) : detail;
 }
 
 double AwakeHost::deadline(const Schedule& schedule, const Session& session) noexcept {

@@ -15,8 +15,9 @@
 #include "cli/SessionClock.hpp"
 
 namespace tallowbeck {
+class PowerControlError;
 class TemperatureHistoryStore;
-}
+}  // namespace tallowbeck
 
 namespace tallowbeck::cli {
 
@@ -81,6 +82,9 @@ private:
     // Retries a failing deactivation a few times; what still fails is reported. Whatever the
     // process holds then goes with it, and the watchdog restores closed-lid sleep.
     void finish(PowerController& controller);
+    // What the platform told of the failure in its own terms, in one line; the library's
+    // sentence where it told nothing.
+    std::string powerFailureText(const PowerControlError& error) const;
     double deadline(const Schedule& schedule, const Session& session) noexcept;
 
     Settings settings_;

@@ -21,7 +21,9 @@ class AwakeOutput {
 public:
     virtual ~AwakeOutput() = default;
 
-    virtual void started(const Session& session) = 0;
+    // `displayNotKeptOn`: why the session keeps only the system awake although it does not let
+    // the display sleep (there is no display to keep on); empty when it keeps the display on.
+    virtual void started(const Session& session, std::string_view displayNotKeptOn) = 0;
     virtual void updated(const AwakeUpdate& update) = 0;
     virtual void ended(const AwakeEnding& ending) = 0;
     // A problem the user should hear of, in one sentence.

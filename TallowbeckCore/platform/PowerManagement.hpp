@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tallowbeck {
 
@@ -22,6 +24,19 @@ public:
         std::int32_t status = 0;
     };
 
+    // A keep-awake lock that some program holds: what it keeps from happening, the program's own
+    // name for itself and its reason, how it holds it, and its process and user.
+    struct HeldLock {
+        std::string what;  // "idle", "sleep", "handle-lid-switch", ...
+        std::string who;
+        std::string why;
+        std::string mode;  // "block" or "delay"
+        std::uint32_t userID = 0;
+        std::uint32_t processID = 0;
+
+        friend bool operator==(const HeldLock&, const HeldLock&) = default;
+    };
+
     virtual ~PowerManagement() = default;
 
     virtual AssertionCreation createAssertion(std::string_view type, std::uint32_t level,
@@ -33,6 +48,14 @@ public:
     // What the platform told about its latest failure beyond the status, in words, for the user;
     // empty when it told nothing more.
     virtual std::string failureDetail() const { return {}; }
+    // Why the display assertion now held keeps no display on, in words, where the platform found
+    // no display to keep on (no graphical session); empty while every display assertion holds.
+    virtual std::string displayNotKeptOnReason() const { return {}; }
+    // Every keep-awake lock held on this machine now, by any program. Throws std::runtime_error,
+    // in words for the user, where they cannot be listed.
+    virtual std::vector<HeldLock> heldLocks() const {
+        throw std::runtime_error("this system does not list the keep-awake locks held");
+    }
 
     static PowerManagement& system();
 };

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "cli/AwakeConsole.hpp"
+#include "tests/fakes/VirtualSessionTime.hpp"
 
 namespace tallowbeck {
 namespace {
@@ -16,6 +17,8 @@ using cli::AwakeEnding;
 using cli::AwakeUpdate;
 
 const UUID sampleID = *UUID::fromText("E621E1F8-C36C-495A-93FC-0C247A3E6E5F");
+// When the events below are written: 2023-11-14T22:13:20Z.
+constexpr double at = testing::VirtualSessionTime::startWallTime;
 
 AwakeUpdate updateWith(SystemThermalState state, std::optional<double> remaining,
                        std::optional<double> grace) {
@@ -31,7 +34,7 @@ public:
     CapturedConsole(AwakeConsole::Form form, bool terminal)
         : output_(::open_memstream(&outputText_, &outputSize_)),
           errors_(::open_memstream(&errorText_, &errorSize_)),
-          console(output_, errors_, form, terminal) {}
+          console(output_, errors_, form, terminal, clock) {}
     ~CapturedConsole() {
         std::fclose(output_);
         std::fclose(errors_);
@@ -59,6 +62,7 @@ private:
     std::FILE* errors_;
 
 public:
+    testing::VirtualSessionTime clock;
     AwakeConsole console;
 };
 
@@ -80,6 +84,15 @@ TEST(AwakeConsoleTests, TheStartLineTellsHowLongAndWhichModes) {
         AwakeConsole::startedText(Session(100.0, Session::Duration::indefinitely(), true, true)),
         "Keeping this machine awake until stopped. Closed-lid mode is on. The display may "
         "sleep.");
+}
+
+TEST(AwakeConsoleTests, WithoutADisplayTheStartLineSaysOnlyTheSystemIsKeptAwakeAndWhy) {
+    EXPECT_EQ(
+        AwakeConsole::startedText(Session(100.0, Session::Duration::until(190.0), true, false),
+                                  "neither WAYLAND_DISPLAY nor DISPLAY is set"),
+        "Keeping this machine awake for 1m 30s. Closed-lid mode is on. Only the system is "
+        "kept awake, not the display: there is no graphical session (neither "
+        "WAYLAND_DISPLAY nor DISPLAY is set).");
 }
 
 TEST(AwakeConsoleTests, TheStatusLineShowsTheTimeLeftAndTheGraceUnderPressure) {
@@ -105,30 +118,58 @@ TEST(AwakeConsoleTests, TheEndLineSaysWhyTheSessionEnded) {
 
 TEST(AwakeConsoleTests, JSONEventsCarryTheLibrarysForms) {
     const Session session(978307300.0, Session::Duration::until(978307400.0), true, false);
-    EXPECT_EQ(AwakeConsole::startedJSON(session),
-              R"({"event":"started","session":{"startedAt":100,"endsAt":200,)"
-              R"("closedLidEnabled":true,"allowsDisplaySleep":false}})");
-    EXPECT_EQ(AwakeConsole::sampleJSON(updateWith(SystemThermalState::fair, 12.5, std::nullopt)),
-              R"({"event":"sample","sample":{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F",)"
-              R"("recordedAt":"2023-11-14T22:13:20Z","batteryCelsius":30.5,"cpuCelsius":48,)"
-              R"("thermalState":"fair","sessionActive":true,"lidClosed":false},)"
-              R"("remainingTime":12.5})");
-    EXPECT_EQ(AwakeConsole::graceJSON(updateWith(SystemThermalState::serious, std::nullopt, 7.5)),
-              R"({"event":"grace","thermalState":"serious","graceRemaining":7.5})");
+    EXPECT_EQ(
+        AwakeConsole::startedJSON(at, session),
+        R"({"event":"started","at":"2023-11-14T22:13:20Z","session":{"startedAt":100,"endsAt":200,)"
+        R"("closedLidEnabled":true,"allowsDisplaySleep":false}})");
+    EXPECT_EQ(
+        AwakeConsole::startedJSON(at, session, "no session bus"),
+        R"({"event":"started","at":"2023-11-14T22:13:20Z","session":{"startedAt":100,"endsAt":200,)"
+        R"("closedLidEnabled":true,"allowsDisplaySleep":false},)"
+        R"("displayNotKeptOn":"no session bus"})");
+    EXPECT_EQ(
+        AwakeConsole::sampleJSON(at, updateWith(SystemThermalState::fair, 12.5, std::nullopt)),
+        R"({"event":"sample","at":"2023-11-14T22:13:20Z","sample":{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F",)"
+        R"("recordedAt":"2023-11-14T22:13:20Z","batteryCelsius":30.5,"cpuCelsius":48,)"
+        R"("thermalState":"fair","sessionActive":true,"lidClosed":false},)"
+        R"("remainingTime":12.5})");
+    EXPECT_EQ(
+        AwakeConsole::graceJSON(at, updateWith(SystemThermalState::serious, std::nullopt, 7.5)),
+        R"({"event":"grace","at":"2023-11-14T22:13:20Z","thermalState":"serious","graceRemaining":7.5})");
 }
 
 TEST(AwakeConsoleTests, JSONEndsNameTheReasonAndTheStatus) {
-    EXPECT_EQ(AwakeConsole::endedJSON(AwakeEnding::expired()),
-              R"({"event":"ended","reason":"expired","exitStatus":0})");
-    EXPECT_EQ(AwakeConsole::endedJSON(AwakeEnding::stopSignal(SIGTERM)),
-              R"({"event":"ended","reason":"signal","exitStatus":0,"signal":"SIGTERM"})");
-    EXPECT_EQ(AwakeConsole::endedJSON(AwakeEnding::commandExited(130)),
-              R"({"event":"ended","reason":"commandExited","exitStatus":130,"commandStatus":130})");
-    EXPECT_EQ(AwakeConsole::endedJSON(AwakeEnding::processExited(77)),
-              R"({"event":"ended","reason":"processExited","exitStatus":0,"pid":77})");
-    EXPECT_EQ(AwakeConsole::endedJSON(AwakeEnding::thermalPressure(SystemThermalState::serious)),
-              R"({"event":"ended","reason":"thermalPressure","exitStatus":3,)"
-              R"("thermalState":"serious"})");
+    EXPECT_EQ(AwakeConsole::endedJSON(at, AwakeEnding::expired()),
+              R"({"event":"ended","at":"2023-11-14T22:13:20Z","reason":"expired","exitStatus":0})");
+    EXPECT_EQ(
+        AwakeConsole::endedJSON(at, AwakeEnding::stopSignal(SIGTERM)),
+        R"({"event":"ended","at":"2023-11-14T22:13:20Z","reason":"signal","exitStatus":0,"signal":"SIGTERM"})");
+    EXPECT_EQ(
+        AwakeConsole::endedJSON(at, AwakeEnding::commandExited(130)),
+        R"({"event":"ended","at":"2023-11-14T22:13:20Z","reason":"commandExited","exitStatus":130,"commandStatus":130})");
+    EXPECT_EQ(
+        AwakeConsole::endedJSON(at, AwakeEnding::processExited(77)),
+        R"({"event":"ended","at":"2023-11-14T22:13:20Z","reason":"processExited","exitStatus":0,"pid":77})");
+    EXPECT_EQ(
+        AwakeConsole::endedJSON(at, AwakeEnding::thermalPressure(SystemThermalState::serious)),
+        R"({"event":"ended","at":"2023-11-14T22:13:20Z","reason":"thermalPressure","exitStatus":3,)"
+        R"("thermalState":"serious"})");
+}
+
+TEST(AwakeConsoleTests, EveryJSONEventCarriesTheTimeItWasWritten) {
+    CapturedConsole captured(AwakeConsole::Form::json, false);
+    captured.console.started(Session(0.0, Session::Duration::until(10.0), false, false), {});
+    captured.clock.wall += 5.0;
+    captured.console.updated(updateWith(SystemThermalState::serious, 5.0, 25.0));
+    captured.clock.wall += 5.0;
+    captured.console.ended(AwakeEnding::expired());
+
+    const std::string output = captured.output();
+    EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 4);
+    EXPECT_NE(output.find(R"({"event":"started","at":"2023-11-14T22:13:20Z",)"), std::string::npos);
+    EXPECT_NE(output.find(R"({"event":"sample","at":"2023-11-14T22:13:25Z",)"), std::string::npos);
+    EXPECT_NE(output.find(R"({"event":"grace","at":"2023-11-14T22:13:25Z",)"), std::string::npos);
+    EXPECT_NE(output.find(R"({"event":"ended","at":"2023-11-14T22:13:30Z",)"), std::string::npos);
 }
 
 TEST(AwakeConsoleTests, OnATerminalTheStatusLineIsRewrittenInPlace) {
@@ -146,7 +187,7 @@ TEST(AwakeConsoleTests, OnATerminalTheStatusLineIsRewrittenInPlace) {
 
 TEST(AwakeConsoleTests, ElsewhereEveryStatusIsALineOfItsOwn) {
     CapturedConsole captured(AwakeConsole::Form::text, false);
-    captured.console.started(Session(0.0, Session::Duration::until(10.0), false, false));
+    captured.console.started(Session(0.0, Session::Duration::until(10.0), false, false), {});
     captured.console.updated(updateWith(SystemThermalState::nominal, 10.0, std::nullopt));
     captured.console.ended(AwakeEnding::expired());
 
@@ -162,8 +203,10 @@ TEST(AwakeConsoleTests, InJSONAnUpdateUnderPressureIsASampleAndAGraceLine) {
 
     const std::string output = captured.output();
     EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 3);
-    EXPECT_NE(output.find(R"({"event":"grace","thermalState":"serious","graceRemaining":30})"),
-              std::string::npos);
+    EXPECT_NE(
+        output.find(
+            R"({"event":"grace","at":"2023-11-14T22:13:20Z","thermalState":"serious","graceRemaining":30})"),
+        std::string::npos);
     EXPECT_EQ(output.find('\r'), std::string::npos);
 }
 

@@ -37,11 +37,15 @@ const std::string createDisplay =
 class RecordingOutput final : public cli::AwakeOutput {
 public:
     std::vector<Session> starts;
+    std::vector<std::string> displayNotKeptOnReasons;
     std::vector<AwakeUpdate> updates;
     std::vector<AwakeEnding> endings;
     std::vector<std::string> problems;
 
-    void started(const Session& session) override { starts.push_back(session); }
+    void started(const Session& session, std::string_view displayNotKeptOn) override {
+        starts.push_back(session);
+        displayNotKeptOnReasons.emplace_back(displayNotKeptOn);
+    }
     void updated(const AwakeUpdate& update) override { updates.push_back(update); }
     void ended(const AwakeEnding& ending) override { endings.push_back(ending); }
     void problem(std::string_view message) override { problems.emplace_back(message); }
@@ -113,9 +117,20 @@ TEST_F(AwakeHostTests, ATimedSessionUpdatesEveryFiveSecondsAndEndsExactlyAtItsEn
     ASSERT_EQ(output.starts.size(), 1u);
     EXPECT_EQ(output.starts[0].startedAt(), testing::VirtualSessionTime::startWallTime);
     EXPECT_EQ(output.starts[0].endsAt(), testing::VirtualSessionTime::startWallTime + 12.0);
+    EXPECT_THAT(output.displayNotKeptOnReasons, ElementsAre(""));
     EXPECT_THAT(output.endings, ElementsAre(AwakeEnding::expired()));
     EXPECT_THAT(power.calls, ElementsAre(createSystem, createDisplay, "release 1", "release 2"));
     EXPECT_TRUE(time.begun);
+}
+
+TEST_F(AwakeHostTests, TheStartTellsWhyNoDisplayIsKeptOnWhereThePlatformFoundNone) {
+    settings.lengthSeconds = 1.0;
+    power.displayNotKeptOn = "neither WAYLAND_DISPLAY nor DISPLAY is set";
+
+    EXPECT_EQ(run(), 0);
+
+    EXPECT_THAT(output.displayNotKeptOnReasons,
+                ElementsAre("neither WAYLAND_DISPLAY nor DISPLAY is set"));
 }
 
 TEST_F(AwakeHostTests, EveryUpdateTakesASampleMarkedAsTakenDuringASession) {
@@ -170,6 +185,16 @@ TEST_F(AwakeHostTests, AFailedActivationEndsWithStatusOneAndItsMessageBeforeTheS
     EXPECT_THAT(output.endings, IsEmpty());
     EXPECT_FALSE(time.begun);
     EXPECT_THAT(power.calls, ElementsAre("start watchdog", createSystem));
+}
+
+TEST_F(AwakeHostTests, ThePlatformsOwnAccountOfAFailureStandsInsteadOfTheLibrarysSentence) {
+    power.creationStatuses = {-13};
+    power.detail = "cannot take the idle lock from logind: AccessDenied";
+
+    EXPECT_EQ(run(), 1);
+
+    EXPECT_THAT(output.problems,
+                ElementsAre("cannot take the idle lock from logind: AccessDenied"));
 }
 
 TEST_F(AwakeHostTests, AWatchdogThatCannotStartEndsTheSessionBeforeAnythingIsHeld) {

@@ -30,6 +30,9 @@ public:
     std::deque<std::int32_t> creationStatuses;
     std::deque<std::int32_t> releaseStatuses;
     std::deque<RootDomainCall> rootDomainCalls;
+    // What failureDetail() and displayNotKeptOnReason() answer.
+    std::string detail;
+    std::string displayNotKeptOn;
 
     // "create <type> <level> <name>", "release <id>", "clamshell <true|false>", and whatever a
     // test's own collaborators note with `note`, so that one list shows the order of everything.
@@ -41,6 +44,8 @@ public:
                                       std::string_view name) override;
     std::int32_t releaseAssertion(std::uint32_t assertionID) override;
     RootDomainCall setClamshellSleepDisabled(bool disabled) override;
+    std::string failureDetail() const override { return detail; }
+    std::string displayNotKeptOnReason() const override { return displayNotKeptOn; }
 
 private:
     std::uint32_t nextAssertionID_ = 1;

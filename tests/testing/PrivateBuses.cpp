@@ -19,15 +19,25 @@ using namespace std::chrono_literals;
 // comes near this.
 constexpr auto startPatience = 20s;
 constexpr auto stopPatience = 2s;
+// A display name that stands for a graphical session; no server answers it.
+constexpr const char* graphicalDisplay = ":99";
 
 constexpr DBusMethod nameHasOwner{"org.freedesktop.DBus", "/org/freedesktop/DBus",
                                   "org.freedesktop.DBus", "NameHasOwner"};
 constexpr DBusMethod listInhibitors{"org.freedesktop.login1", "/org/freedesktop/login1",
                                     "org.freedesktop.login1.Manager", "ListInhibitors"};
-constexpr DBusMethod addMethod{"org.freedesktop.login1", "/org/freedesktop/login1",
-                               "org.freedesktop.DBus.Mock", "AddMethod"};
+constexpr DBusMethod listInteractiveAuthorizations{
+    "org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.DBus.Mock",
+    "ListInteractiveAuthorizations"};
+constexpr DBusMethod refuseLock{"org.freedesktop.login1", "/org/freedesktop/login1",
+                                "org.freedesktop.DBus.Mock", "RefuseLock"};
+constexpr DBusMethod setProperty{"org.freedesktop.login1", "/org/freedesktop/login1",
+                                 "org.freedesktop.DBus.Properties", "Set"};
 constexpr DBusMethod listInhibitions{"org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver",
                                      "org.freedesktop.DBus.Mock", "ListInhibitions"};
+constexpr DBusMethod listPortalInhibitions{"org.freedesktop.portal.Desktop",
+                                           "/org/freedesktop/portal/desktop",
+                                           "org.freedesktop.DBus.Mock", "ListInhibitions"};
 
 bool hasOwner(DBusConnection::Bus bus, const char* name) {
     try {
@@ -87,17 +97,29 @@ private:
     ChildProcess daemon_;
 };
 
+PrivateBuses::PrivateBuses() : PrivateBuses(Services{}) {}
+
 PrivateBuses::PrivateBuses(Services services)
     : systemBus_(std::make_unique<Bus>(directory_, "system")),
-      sessionBus_(std::make_unique<Bus>(directory_, "session")),
+      sessionBus_(services.sessionBus ? std::make_unique<Bus>(directory_, "session") : nullptr),
       systemAddress_("DBUS_SYSTEM_BUS_ADDRESS", systemBus_->address()),
-      sessionAddress_("DBUS_SESSION_BUS_ADDRESS", sessionBus_->address()) {
-    if (services.logind) {
-        startMock("logind", "logind", true, "org.freedesktop.login1");
+      sessionAddress_("DBUS_SESSION_BUS_ADDRESS",
+                      sessionBus_ ? std::optional(sessionBus_->address()) : std::nullopt),
+      display_("DISPLAY",
+               sessionBus_ ? std::optional<std::string>(graphicalDisplay) : std::nullopt),
+      waylandDisplay_("WAYLAND_DISPLAY", std::nullopt) {
+    if (!sessionBus_) {
+        runtimeDirectory_.emplace("XDG_RUNTIME_DIR", std::nullopt);
     }
-    if (services.screenSaver) {
+    if (services.logind) {
+        startMock("logind", TALLOWBECK_LOGIND_MOCK_PATH, true, "org.freedesktop.login1");
+    }
+    if (services.screenSaver && sessionBus_) {
         startMock("screensaver", TALLOWBECK_SCREENSAVER_MOCK_PATH, false,
                   "org.freedesktop.ScreenSaver");
+    }
+    if (services.portal && sessionBus_) {
+        startMock("portal", TALLOWBECK_PORTAL_MOCK_PATH, false, "org.freedesktop.portal.Desktop");
     }
 }
 
@@ -145,12 +167,36 @@ std::vector<LogindInhibitor> PrivateBuses::logindInhibitors() const {
     return inhibitors;
 }
 
-void PrivateBuses::refuseLogindLocks() const {
+std::vector<bool> PrivateBuses::logindInteractiveAuthorizations() const {
+    std::vector<bool> allowed;
+    forEachElement(DBusConnection::Bus::system, listInteractiveAuthorizations, "b",
+                   [&](sd_bus_message* reply) {
+                       int value = 0;
+                       const int result = sd_bus_message_read(reply, "b", &value);
+                       if (result > 0) {
+                           allowed.push_back(value != 0);
+                       }
+                       return result;
+                   });
+    return allowed;
+}
+
+void PrivateBuses::refuseLogindLocks(const std::vector<std::string>& kinds) const {
+    try {
+        DBusConnection systemBus = DBusConnection::open(DBusConnection::Bus::system);
+        for (const std::string& kind : kinds) {
+            systemBus.call(refuseLock, "s", kind.c_str());
+        }
+    } catch (const DBusFailure& failure) {
+        throw std::runtime_error(failure.reason);
+    }
+}
+
+void PrivateBuses::setLidClosed(bool closed) const {
     try {
         DBusConnection::open(DBusConnection::Bus::system)
-            .call(addMethod, "sssss", "org.freedesktop.login1.Manager", "Inhibit", "ssss", "h",
-                  "raise dbus.exceptions.DBusException('Permission denied', "
-                  "name='org.freedesktop.DBus.Error.AccessDenied')");
+            .call(setProperty, "ssv", "org.freedesktop.login1.Manager", "LidClosed", "b",
+                  static_cast<int>(closed));
     } catch (const DBusFailure& failure) {
         throw std::runtime_error(failure.reason);
     }
@@ -158,6 +204,9 @@ void PrivateBuses::refuseLogindLocks() const {
 
 std::vector<ScreenSaverInhibition> PrivateBuses::screenSaverInhibitions() const {
     std::vector<ScreenSaverInhibition> inhibitions;
+    if (!sessionBus_) {
+        return inhibitions;
+    }
     forEachElement(
         DBusConnection::Bus::session, listInhibitions, "(uss)", [&](sd_bus_message* reply) {
             std::uint32_t cookie = 0;
@@ -166,6 +215,22 @@ std::vector<ScreenSaverInhibition> PrivateBuses::screenSaverInhibitions() const 
             const int result = sd_bus_message_read(reply, "(uss)", &cookie, &application, &reason);
             if (result > 0) {
                 inhibitions.push_back({application, reason});
+            }
+            return result;
+        });
+    return inhibitions;
+}
+
+std::vector<PortalInhibition> PrivateBuses::portalInhibitions() const {
+    std::vector<PortalInhibition> inhibitions;
+    forEachElement(
+        DBusConnection::Bus::session, listPortalInhibitions, "(uss)", [&](sd_bus_message* reply) {
+            std::uint32_t flags = 0;
+            const char* reason = nullptr;
+            const char* state = nullptr;
+            const int result = sd_bus_message_read(reply, "(uss)", &flags, &reason, &state);
+            if (result > 0) {
+                inhibitions.push_back({flags, reason, state});
             }
             return result;
         });

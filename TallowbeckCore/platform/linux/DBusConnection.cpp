@@ -13,6 +13,8 @@ namespace {
 // logind and the screen savers answer at once; a bus that keeps a caller waiting longer than
 // this is treated as failing rather than left to hang a session's start or end.
 constexpr std::uint64_t callTimeoutMicroseconds = 5'000'000;
+// Time enough for a person to read a password prompt and answer it.
+constexpr std::uint64_t interactiveCallTimeoutMicroseconds = 120'000'000;
 // The lowest descriptor a duplicate may get, leaving the standard streams alone.
 constexpr int firstFreeDescriptor = 3;
 
@@ -42,6 +44,7 @@ const char* busName(DBusConnection::Bus bus) noexcept {
 DBusFailure readFailure(int result) {
     return {.serviceMissing = false,
             .status = result,
+            .errorName = {},
             .reason = "unexpected reply: " + systemMessage(result)};
 }
 
@@ -68,6 +71,14 @@ std::uint32_t DBusReply::readUInt32() {
     return value;
 }
 
+std::string DBusReply::readObjectPath() {
+    const char* path = nullptr;
+    if (const int result = sd_bus_message_read(message_.get(), "o", &path); result < 0) {
+        throw readFailure(result);
+    }
+    return path;
+}
+
 DBusConnection DBusConnection::open(Bus bus) {
     sd_bus* connection = nullptr;
     const int result =
@@ -75,6 +86,7 @@ DBusConnection DBusConnection::open(Bus bus) {
     if (result < 0) {
         throw DBusFailure{.serviceMissing = true,
                           .status = result,
+                          .errorName = {},
                           .reason = std::string("cannot connect to ") + busName(bus) + ": " +
                                     systemMessage(result)};
     }
@@ -85,14 +97,29 @@ DBusConnection DBusConnection::open(Bus bus) {
 
 bool DBusConnection::isOpen() const noexcept { return sd_bus_is_open(bus_.get()) > 0; }
 
-void DBusConnection::throwCallFailure(const DBusMethod& method, sd_bus_error& error, int result) {
+void DBusConnection::allowInteractiveAuthorization() noexcept {
+    sd_bus_set_allow_interactive_authorization(bus_.get(), 1);
+    sd_bus_set_method_call_timeout(bus_.get(), interactiveCallTimeoutMicroseconds);
+}
+
+bool DBusConnection::booleanProperty(const DBusMethod& property) {
+    sd_bus_error error{};
+    int value = 0;
+    const int result =
+        sd_bus_get_property_trivial(bus_.get(), property.destination, property.path,
+                                    property.interface, property.member, &error, 'b', &value);
+    if (result < 0) {
+        throwCallFailure(error, result);
+    }
+    return value != 0;
+}
+
+void DBusConnection::throwCallFailure(sd_bus_error& error, int result) {
     const std::string_view name = error.name != nullptr ? error.name : "";
-    DBusFailure failure{
-        .serviceMissing = meansServiceAbsent(name),
-        .status = result,
-        .reason = std::string(method.destination) + " did not answer " + method.interface + "." +
-                  method.member + ": " +
-                  (error.message != nullptr ? error.message : systemMessage(result))};
+    DBusFailure failure{.serviceMissing = meansServiceAbsent(name),
+                        .status = result,
+                        .errorName = std::string(name),
+                        .reason = error.message != nullptr ? error.message : systemMessage(result)};
     sd_bus_error_free(&error);
     throw failure;
 }

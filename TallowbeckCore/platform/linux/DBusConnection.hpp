@@ -16,10 +16,14 @@ struct DBusFailure {
     // offers no such object, interface or method.
     bool serviceMissing = false;
     std::int32_t status = 0;  // the failure as a negative errno
-    std::string reason;       // in words, for the user
+    // The D-Bus error's name, "org.freedesktop.DBus.Error.AccessDenied"; empty when the failure
+    // was no D-Bus error (no bus to connect to, a reply that could not be read).
+    std::string errorName;
+    // In words, for the user: what the service said, or why there is no answer.
+    std::string reason;
 };
 
-// One method on one object of one bus name.
+// One method on one object of one bus name; for a property, its name stands as the member.
 struct DBusMethod {
     const char* destination;
     const char* path;
@@ -36,6 +40,7 @@ public:
     // exec, so that no program this process starts ever holds it.
     FileDescriptor readDescriptor();
     std::uint32_t readUInt32();
+    std::string readObjectPath();
 
     // For readers of containers that have no reader here.
     sd_bus_message* get() const noexcept { return message_.get(); }
@@ -60,6 +65,11 @@ public:
     // False once the bus has gone away.
     bool isOpen() const noexcept;
 
+    // Lets the services that this connection calls ask the user, through a polkit agent, for
+    // the authorization a call needs, as tools run from a terminal do. Calls may then wait for
+    // the person to answer, so they are given longer.
+    void allowInteractiveAuthorization() noexcept;
+
     // Calls `method` with arguments given as sd-bus types (`signature`, "ssss" for four texts);
     // throws DBusFailure when the call fails or is not answered within a few seconds.
     template <typename... Arguments>
@@ -70,10 +80,13 @@ public:
             sd_bus_call_method(bus_.get(), method.destination, method.path, method.interface,
                                method.member, &error, &reply, signature, arguments...);
         if (result < 0) {
-            throwCallFailure(method, error, result);
+            throwCallFailure(error, result);
         }
         return DBusReply(reply);
     }
+
+    // The value of a boolean property; throws DBusFailure as `call` does.
+    bool booleanProperty(const DBusMethod& property);
 
 private:
     struct Close {
@@ -83,8 +96,7 @@ private:
     explicit DBusConnection(sd_bus* bus) noexcept : bus_(bus) {}
 
     // Frees `error`.
-    [[noreturn]] static void throwCallFailure(const DBusMethod& method, sd_bus_error& error,
-                                              int result);
+    [[noreturn]] static void throwCallFailure(sd_bus_error& error, int result);
 
     std::unique_ptr<sd_bus, Close> bus_;
 };

@@ -19,15 +19,29 @@ namespace tallowbeck {
 //   (org.freedesktop.login1.Manager.Inhibit on the system bus), who = the application's name,
 //   why = the assertion's name. Only "idle", never "sleep": a suspend the user asks for must still
 //   happen while a session runs.
-// "PreventUserIdleDisplaySleep": org.freedesktop.ScreenSaver.Inhibit on the session bus, with the
-//   application's name and the assertion's name; the connection to the session bus is kept while
-//   it holds an inhibition, since screen savers drop the inhibitions of clients that leave.
-// Any other type, and either of the two where its service is not there (no bus, nobody owning
-//   the name, as in containers and on servers), fails with IOReturn::unsupported, as on a system
-//   without power assertions. A service that refuses fails with its error as a negative errno.
+// "PreventUserIdleDisplaySleep": on the session bus, the desktop portal's
+//   org.freedesktop.portal.Inhibit.Inhibit (flag "idle", the assertion's name as the reason),
+//   released by closing the request it answers with; where no portal is there,
+//   org.freedesktop.ScreenSaver.Inhibit with the application's name and the assertion's name,
+//   released by UnInhibit. The connection to the session bus is kept while it holds an
+//   inhibition, since both drop the inhibitions of clients that leave.
+//   Without a graphical session (neither WAYLAND_DISPLAY nor DISPLAY set, or no session bus to
+//   reach, as over SSH, on servers and in containers) there is no display to keep on: the
+//   assertion succeeds holding nothing, and displayNotKeptOnReason() says why while it is held.
+// Any other type, and the system assertion where logind is not there (no system bus, nobody
+//   owning the name), fails with IOReturn::unsupported, as on a system without power assertions;
+//   so does the display assertion in a graphical session where neither is there. A
+//   service that refuses fails with its error as a negative errno.
 //   The level is not looked at: every assertion is held at full strength.
-// Releasing closes the lock's descriptor, or calls UnInhibit with the cookie; an id that this
-//   layer does not hold is IOReturn::notFound.
+// Releasing closes the lock's descriptor or the portal's request, or calls UnInhibit with the
+//   cookie; an id that this layer does not hold is IOReturn::notFound.
+// failureDetail() tells the latest failure in this system's terms, in one line: which lock
+//   (idle, display, closed-lid), which service, and its D-Bus error; a refusal by polkit also
+//   says what to do about it. When standard input is a terminal, logind's polkit may ask the
+//   person there for authorization (through a polkit agent) before it answers.
+//
+// heldLocks() lists logind's inhibitor locks (org.freedesktop.login1.Manager.ListInhibitors), of
+// every program, as `systemd-inhibit --list` does.
 //
 // The root domain's closed-lid setting:
 // - disabling takes a logind lock of kind "handle-lid-switch" in "block" mode and keeps its
@@ -45,6 +59,12 @@ namespace tallowbeck {
 // Thread-safe.
 class LinuxPowerManagement final : public PowerManagement {
 public:
+    // A kind of logind inhibitor lock, and how the user hears of it.
+    struct LogindLock {
+        const char* what;         // "idle", "handle-lid-switch"
+        const char* description;  // "the idle lock"
+    };
+
     // `applicationName` is the owner that logind and the screen saver show for the locks.
     explicit LinuxPowerManagement(std::string applicationName = "Quillmoss");
 
@@ -53,20 +73,35 @@ public:
     std::int32_t releaseAssertion(std::uint32_t assertionID) override;
     RootDomainCall setClamshellSleepDisabled(bool disabled) override;
     std::string failureDetail() const override;
+    std::string displayNotKeptOnReason() const override;
+    std::vector<HeldLock> heldLocks() const override;
 
 private:
     struct ScreenSaverCookie {
         std::uint32_t value;
     };
-    using Inhibition = std::variant<FileDescriptor, ScreenSaverCookie>;
+    // The desktop portal's request object, whose closing ends the inhibition.
+    struct PortalRequest {
+        std::string handle;
+    };
+    // A display assertion taken where there is no display to keep on.
+    struct AbsentDisplay {
+        std::string reason;
+    };
+    using Inhibition =
+        std::variant<FileDescriptor, ScreenSaverCookie, PortalRequest, AbsentDisplay>;
 
     // Callers hold lock_. Each throws DBusFailure.
-    FileDescriptor inhibitLogind(const char* what, std::string_view why) const;
+    FileDescriptor inhibitLogind(const LogindLock& lock, std::string_view why) const;
+    Inhibition inhibitDisplay(std::string_view why);
+    PortalRequest inhibitThroughPortal(std::string_view why);
     ScreenSaverCookie inhibitScreenSaver(std::string_view why);
+    void release(const Inhibition& inhibition);
+    void closePortalRequest(const PortalRequest& request);
     void uninhibitScreenSaver(ScreenSaverCookie cookie);
     Inhibition inhibit(std::string_view type, std::string_view name);
     std::uint32_t unusedAssertionID() noexcept;
-    bool holdsScreenSaverInhibition() const noexcept;
+    bool holdsSessionInhibition() const noexcept;
 
     const std::string applicationName_;
     mutable std::mutex lock_;

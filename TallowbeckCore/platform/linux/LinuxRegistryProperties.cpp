@@ -1,9 +1,11 @@
 #include "TallowbeckCore/platform/linux/LinuxRegistryProperties.hpp"
 
 #include <algorithm>
+#include <exception>
 #include <system_error>
 #include <vector>
 
+#include "TallowbeckCore/platform/linux/DBusConnection.hpp"
 #include "TallowbeckCore/platform/linux/KernelFile.hpp"
 
 namespace tallowbeck {
@@ -14,6 +16,9 @@ namespace fs = std::filesystem;
 // The kernel reports tenths of a degree.
 constexpr double tenthsPerDegree = 10.0;
 constexpr std::string_view lidStateLabel = "state:";
+
+constexpr DBusMethod logindLidClosed{"org.freedesktop.login1", "/org/freedesktop/login1",
+                                     "org.freedesktop.login1.Manager", "LidClosed"};
 
 // The folders directly inside `folder`, sorted by name so that the first is always the same one.
 std::vector<fs::path> sortedSubfolders(const fs::path& folder) noexcept {
@@ -90,7 +95,7 @@ RegistryValue LinuxRegistryProperties::batteryProperty(std::string_view key) con
 RegistryValue LinuxRegistryProperties::rootDomainProperty(std::string_view key) const noexcept {
     const std::optional<fs::path> lid = firstSubfolder(lidFolder_);
     if (!lid) {
-        return RegistryValue::missingService();
+        return logindRootDomainProperty(key);
     }
     const std::optional<std::string> stateLine =
         key == clamshellStateKey ? KernelFile::readAttribute(*lid / "state") : std::nullopt;
@@ -98,6 +103,19 @@ RegistryValue LinuxRegistryProperties::rootDomainProperty(std::string_view key) 
         return RegistryValue::missingProperty();
     }
     return clamshellState(*stateLine);
+}
+
+RegistryValue LinuxRegistryProperties::logindRootDomainProperty(std::string_view key) noexcept {
+    try {
+        const bool closed =
+            DBusConnection::open(DBusConnection::Bus::system).booleanProperty(logindLidClosed);
+        return key == clamshellStateKey ? RegistryValue::boolean(closed)
+                                        : RegistryValue::missingProperty();
+    } catch (const DBusFailure&) {
+        return RegistryValue::missingService();
+    } catch (const std::exception&) {
+        return RegistryValue::missingService();
+    }
 }
 
 std::optional<fs::path> LinuxRegistryProperties::systemBattery() const noexcept {

@@ -19,11 +19,13 @@ namespace tallowbeck {
 //   registry's unit. No readable "temp" is a missing property (the driver has no sensor, or
 //   cannot measure right now); text that is not an integer is handed over as text.
 //
-// "IOPMrootDomain": the first ACPI lid button, by name, in <root>/proc/acpi/button/lid; none is a
-// missing service (a desktop).
+// "IOPMrootDomain": the first ACPI lid button, by name, in <root>/proc/acpi/button/lid.
 //   "AppleClamshellState": the button's "state" file, "state:      open" giving false and
 //   "closed" giving true, a boolean as the registry publishes it. No readable file is a missing
 //   property; any other state line is handed over as text.
+// Machines without an ACPI lid (Apple silicon, many ARM notebooks) ask logind instead: its
+// Manager's LidClosed property on the system bus, a boolean. With neither, as on a desktop or in a
+// container, the service is missing. (logind says false on a machine that has no lid at all.)
 //
 // Every other service is missing.
 class LinuxRegistryProperties final : public RegistryProperties {
@@ -35,6 +37,7 @@ public:
 private:
     RegistryValue batteryProperty(std::string_view key) const noexcept;
     RegistryValue rootDomainProperty(std::string_view key) const noexcept;
+    static RegistryValue logindRootDomainProperty(std::string_view key) noexcept;
     std::optional<std::filesystem::path> systemBattery() const noexcept;
 
     std::filesystem::path powerSupplyFolder_;

@@ -2,10 +2,12 @@
 // machine's kernel files in a mount namespace of its own: a fake machine's tree stands at
 // /sys/class there, as the sensor tests' fake roots do.
 
+#include <fcntl.h>
 #include <fmt/core.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <stdlib.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -22,6 +24,7 @@
 
 #include "TallowbeckCore/history/HistoryFileFormat.hpp"
 #include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
+#include "TallowbeckCore/posix/FileDescriptor.hpp"
 #include "TallowbeckCore/support/WallClock.hpp"
 #include "tests/testing/BecomesTrue.hpp"
 #include "tests/testing/CapturedOutput.hpp"
@@ -44,6 +47,7 @@ using testing::ChildProcess;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using testing::LogindInhibitor;
+using testing::PortalInhibition;
 using testing::PrivateBuses;
 using testing::ScreenSaverInhibition;
 using ::testing::UnorderedElementsAre;
@@ -52,6 +56,9 @@ constexpr const char* cliPath = TALLOWBECK_CLI_PATH;
 constexpr const char* watchdogPath = TALLOWBECK_WATCHDOG_PATH;
 // Bounds every wait for a session, well beyond what a loaded machine needs.
 constexpr auto patience = 10s;
+// An event's name and its time in UTC, as every --json event begins.
+constexpr const char* eventStart =
+    R"(\{"event":"[a-z]+","at":"[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z",.*)";
 
 const LogindInhibitor idleLock{"idle", "Quillmoss", "Quillmoss active session", "block"};
 const LogindInhibitor lidLock{"handle-lid-switch", "Quillmoss",
@@ -98,14 +105,15 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
-// One run of `tallowbeck awake` with `arguments` on `machine`.
+// One run of `tallowbeck awake` with `arguments` on `machine`, and `input` as its standard input
+// (-1: this process's).
 class AwakeRun {
 public:
-    AwakeRun(const Machine& machine, std::vector<std::string> arguments)
+    AwakeRun(const Machine& machine, std::vector<std::string> arguments, int input = -1)
         : startedAt_(std::chrono::steady_clock::now()),
           process_(ChildProcess::start(
               cliPath, withCommand(std::move(arguments)),
-              {.input = -1, .output = output_.descriptor(), .error = errors_.descriptor()},
+              {.input = input, .output = output_.descriptor(), .error = errors_.descriptor()},
               [&machine, dying = testing::dyingWithThisProcess()] {
                   dying();
                   machine.enter();
@@ -177,10 +185,14 @@ TEST(AwakeEndToEndTests, ATimedSessionEndsAtItsEndAndReleasesEverything) {
     EXPECT_LT(run.lasted().count(), 2.0 + 4.0);
     const std::vector<std::string> lines = run.output();
     ASSERT_GE(lines.size(), 3u);
-    EXPECT_THAT(lines.front(), HasSubstr(R"({"event":"started","session":{)"));
+    EXPECT_THAT(lines, ::testing::Each(::testing::MatchesRegex(eventStart)));
+    EXPECT_THAT(lines.front(), ::testing::StartsWith(R"({"event":"started","at":")"));
+    EXPECT_THAT(lines.front(), HasSubstr(R"(Z","session":{)"));
     EXPECT_THAT(lines[1], AllOf(HasSubstr(R"("event":"sample")"),
                                 HasSubstr(R"("batteryCelsius":30,"thermalState":"nominal")")));
-    EXPECT_EQ(lines.back(), R"({"event":"ended","reason":"expired","exitStatus":0})");
+    EXPECT_THAT(lines.back(),
+                AllOf(::testing::StartsWith(R"({"event":"ended","at":")"),
+                      ::testing::EndsWith(R"(Z","reason":"expired","exitStatus":0})")));
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
@@ -217,8 +229,10 @@ TEST(AwakeEndToEndTests, SeriousPressureWithoutABatteryReadingEndsTheSessionAtOn
     ASSERT_EQ(run.exitWithin(patience), 3) << ::testing::PrintToString(run.errors());
 
     EXPECT_LT(run.lasted().count(), 5.0);
-    EXPECT_EQ(run.output().back(), R"({"event":"ended","reason":"thermalPressure","exitStatus":3,)"
-                                   R"("thermalState":"serious"})");
+    EXPECT_THAT(run.output().back(),
+                AllOf(::testing::MatchesRegex(eventStart),
+                      ::testing::EndsWith(R"(Z","reason":"thermalPressure","exitStatus":3,)"
+                                          R"("thermalState":"serious"})")));
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
@@ -349,19 +363,209 @@ TEST(AwakeEndToEndTests, RetentionIsDecimalWhateverItsLeadingZeros) {
     EXPECT_EQ(samples[0], nineDaysOld);
 }
 
-TEST(AwakeEndToEndTests, AFailedActivationEndsWithStatus1ItsMessageAndItsReason) {
+const PrivateBuses::Services portalOnly{.logind = true, .screenSaver = false, .portal = true};
+const PortalInhibition portalHeld{8, "Quillmoss active session display", "held"};
+
+TEST(AwakeEndToEndTests, TheDesktopPortalKeepsTheDisplayOnAndItsRequestIsClosedAtTheEnd) {
+    const PrivateBuses buses(portalOnly);
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--for", "2s"});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+
+    EXPECT_THAT(buses.portalInhibitions(), ElementsAre(portalHeld));
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+
+    EXPECT_THAT(buses.portalInhibitions(),
+                ElementsAre(PortalInhibition{8, "Quillmoss active session display", "closed"}));
+    EXPECT_EQ(run.output().front(), "Keeping this machine awake for 2s.");
+}
+
+TEST(AwakeEndToEndTests, KilledItsPortalInhibitionEndsWhenTheBusDropsItsName) {
+    const PrivateBuses buses(portalOnly);
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+    EXPECT_THAT(buses.portalInhibitions(), ElementsAre(portalHeld));
+
+    run.process().signal(SIGKILL);
+
+    EXPECT_EQ(run.exitWithin(patience), 128 + SIGKILL);
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] {
+        return buses.portalInhibitions() ==
+               std::vector<PortalInhibition>{{8, "Quillmoss active session display", "callerLeft"}};
+    }));
+    EXPECT_TRUE(
+        testing::becomesTrueWithin(patience, [&] { return buses.logindInhibitors().empty(); }));
+}
+
+TEST(AwakeEndToEndTests, WithADisplayButNeitherServiceItEndsWithStatus1NamingBoth) {
     const PrivateBuses buses({.logind = true, .screenSaver = false});
     const Machine machine = Machine::cool();
     AwakeRun run(machine, {"--for", "2s"});
 
     ASSERT_EQ(run.exitWithin(patience), 1);
 
-    EXPECT_THAT(run.errors(),
-                ElementsAre("tallowbeck: macOS rejected the keep-awake assertion (-536870201).",
-                            HasSubstr("org.freedesktop.ScreenSaver")));
+    EXPECT_THAT(
+        run.errors(),
+        ElementsAre(AllOf(::testing::StartsWith("tallowbeck: cannot take the display lock"),
+                          HasSubstr("org.freedesktop.portal.Desktop"),
+                          HasSubstr("org.freedesktop.ScreenSaver"),
+                          HasSubstr("--allow-display-sleep"), ::testing::Not(HasSubstr("macOS")))));
     EXPECT_TRUE(run.output().empty());
     EXPECT_TRUE(
         testing::becomesTrueWithin(patience, [&] { return buses.logindInhibitors().empty(); }));
+}
+
+constexpr const char* systemOnlyNote =
+    "Only the system is kept awake, not the display: there is no graphical session (neither "
+    "WAYLAND_DISPLAY nor DISPLAY is set).";
+
+TEST(AwakeEndToEndTests, WithoutASessionBusATimedSessionKeepsTheSystemAwakeAndSaysSoOnce) {
+    const PrivateBuses buses({.sessionBus = false});
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--for", "2s", "--json"});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+
+    EXPECT_THAT(buses.logindInhibitors(), ElementsAre(idleLock));
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+
+    const std::vector<std::string> lines = run.output();
+    EXPECT_THAT(lines.front(),
+                HasSubstr(R"("displayNotKeptOn":"neither WAYLAND_DISPLAY nor DISPLAY is set"})"));
+    EXPECT_THAT(std::vector(lines.begin() + 1, lines.end()),
+                ::testing::Each(::testing::Not(HasSubstr("displayNotKeptOn"))));
+    EXPECT_TRUE(run.errors().empty());
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, WithoutASessionBusClosedLidModeHoldsTheIdleAndLidSwitchLocks) {
+    const PrivateBuses buses({.sessionBus = false});
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--closed-lid"});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+
+    EXPECT_THAT(buses.logindInhibitors(), UnorderedElementsAre(idleLock, lidLock));
+    run.process().signal(SIGTERM);
+
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+    EXPECT_EQ(run.output().front(),
+              std::string("Keeping this machine awake until stopped. Closed-lid mode is on. ") +
+                  systemOnlyNote);
+    EXPECT_TRUE(run.errors().empty());
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, WithoutASessionBusTheCommandRunsWithTheSystemKeptAwake) {
+    const PrivateBuses buses({.sessionBus = false});
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--", "/bin/sleep", "2"});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+
+    EXPECT_THAT(buses.logindInhibitors(), ElementsAre(idleLock));
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+
+    EXPECT_EQ(run.output().front(),
+              std::string("Keeping this machine awake until stopped. ") + systemOnlyNote);
+    EXPECT_EQ(run.output().back(), "Session ended: the command exited with status 0.");
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, WithoutASessionBusTheSystemIsKeptAwakeUntilTheProcessExits) {
+    const PrivateBuses buses({.sessionBus = false});
+    const Machine machine = Machine::cool();
+    const ChildProcess sleeper = ChildProcess::start("/bin/sleep", {"2"});
+    const std::string pid = std::to_string(sleeper.pid());
+    AwakeRun run(machine, {"--pid", pid});
+    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
+
+    EXPECT_THAT(buses.logindInhibitors(), ElementsAre(idleLock));
+    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+
+    EXPECT_EQ(run.output().front(),
+              std::string("Keeping this machine awake until stopped. ") + systemOnlyNote);
+    EXPECT_EQ(run.output().back(), "Session ended: process " + pid + " exited.");
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, ALidSwitchLockThatPolkitRefusesEndsWithOneLineSayingSoAndNothingHeld) {
+    const PrivateBuses buses;
+    buses.refuseLogindLocks({"handle-lid-switch"});
+    const Machine machine = Machine::cool();
+    AwakeRun run(machine, {"--closed-lid", "--for", "5s"});
+
+    ASSERT_EQ(run.exitWithin(patience), 1);
+
+    EXPECT_THAT(run.errors(),
+                ElementsAre(AllOf(::testing::StartsWith("tallowbeck: cannot take the closed-lid "
+                                                        "lock (handle-lid-switch) from logind"),
+                                  HasSubstr("org.freedesktop.DBus.Error.AccessDenied"),
+                                  HasSubstr("polkit"), ::testing::Not(HasSubstr("macOS")))));
+    EXPECT_TRUE(run.output().empty());
+    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+}
+
+TEST(AwakeEndToEndTests, ListShowsTheLocksThatEveryProcessHolds) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    AwakeRun first(machine, {"--for", "30s"});
+    AwakeRun second(machine, {"--for", "30s", "--closed-lid"});
+    ASSERT_TRUE(first.startsWithin(patience) && second.startsWithin(patience));
+    const std::string firstPID = std::to_string(first.process().pid());
+    const std::string secondPID = std::to_string(second.process().pid());
+
+    AwakeRun text(machine, {"--list"});
+    AwakeRun json(machine, {"--list", "--json"});
+
+    ASSERT_EQ(text.exitWithin(patience), 0) << ::testing::PrintToString(text.errors());
+    const std::vector<std::string> lines = text.output();
+    ASSERT_EQ(lines.size(), 5u) << ::testing::PrintToString(lines);
+    EXPECT_THAT(lines.front(), ::testing::MatchesRegex("WHO +USER +PID +WHAT +WHY +MODE"));
+    // The two sessions start together; whose lock comes first is a matter of chance.
+    EXPECT_THAT(
+        std::vector(lines.begin() + 1, lines.end() - 1),
+        UnorderedElementsAre(::testing::MatchesRegex("Quillmoss +root +" + firstPID +
+                                                     " +idle +Quillmoss active session +block"),
+                             ::testing::MatchesRegex("Quillmoss +root +" + secondPID +
+                                                     " +idle +Quillmoss active session +block"),
+                             ::testing::MatchesRegex("Quillmoss +root +" + secondPID +
+                                                     " +handle-lid-switch +Quillmoss keeps .+")));
+    EXPECT_EQ(lines.back(), "3 locks held.");
+    ASSERT_EQ(json.exitWithin(patience), 0) << ::testing::PrintToString(json.errors());
+    ASSERT_EQ(json.output().size(), 1u);
+    EXPECT_THAT(json.output().front(),
+                AllOf(::testing::MatchesRegex(eventStart),
+                      HasSubstr(R"("user":"root","uid":0,"pid":)" + firstPID + R"(,"what":"idle")"),
+                      HasSubstr(R"("pid":)" + secondPID + R"(,"what":"handle-lid-switch")")));
+    first.process().signal(SIGTERM);
+    second.process().signal(SIGTERM);
+    EXPECT_EQ(first.exitWithin(patience), 0);
+    EXPECT_EQ(second.exitWithin(patience), 0);
+}
+
+// A new pseudo-terminal's secondary side, a terminal as a program's standard input.
+FileDescriptor pseudoTerminal(FileDescriptor& primary) {
+    primary = FileDescriptor(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    if (!primary.isOpen() || ::grantpt(primary.get()) != 0 || ::unlockpt(primary.get()) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pseudo-terminal");
+    }
+    return FileDescriptor(::open(::ptsname(primary.get()), O_RDWR | O_NOCTTY | O_CLOEXEC));
+}
+
+TEST(AwakeEndToEndTests, OnlyFromATerminalMayPolkitAskTheUserForTheLocks) {
+    const PrivateBuses buses;
+    const Machine machine = Machine::cool();
+    FileDescriptor primary;
+    const FileDescriptor terminal = pseudoTerminal(primary);
+    const FileDescriptor nothing(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    ASSERT_TRUE(terminal.isOpen() && nothing.isOpen());
+
+    AwakeRun fromTerminal(machine, {"--for", "1s", "--allow-display-sleep"}, terminal.get());
+    ASSERT_EQ(fromTerminal.exitWithin(patience), 0)
+        << ::testing::PrintToString(fromTerminal.errors());
+    AwakeRun fromScript(machine, {"--for", "1s", "--allow-display-sleep"}, nothing.get());
+    ASSERT_EQ(fromScript.exitWithin(patience), 0) << ::testing::PrintToString(fromScript.errors());
+
+    EXPECT_THAT(buses.logindInteractiveAuthorizations(), ElementsAre(true, false));
 }
 
 class AwakeEndToEndBadUsageTests : public ::testing::TestWithParam<std::vector<std::string>> {};
@@ -390,7 +594,9 @@ INSTANTIATE_TEST_SUITE_P(
                       std::vector<std::string>{"--retention", "30"},
                       std::vector<std::string>{"--record-every", "5", "--retention", "0"},
                       std::vector<std::string>{"--record-every", "5", "--retention", "0x10"},
-                      std::vector<std::string>{"--record-every", "5", "--retention", "+7"}));
+                      std::vector<std::string>{"--record-every", "5", "--retention", "+7"},
+                      std::vector<std::string>{"--list", "--for", "1h"},
+                      std::vector<std::string>{"--list", "--closed-lid"}));
 
 }  // namespace
 }  // namespace tallowbeck

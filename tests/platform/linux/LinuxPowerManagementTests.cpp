@@ -31,6 +31,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::LogindInhibitor;
+using testing::PortalInhibition;
 using testing::PrivateBuses;
 using testing::ScreenSaverInhibition;
 using testing::thrown;
@@ -75,7 +76,7 @@ TEST(LinuxPowerManagementTests, ReleasingTheSystemAssertionClosesTheLock) {
     EXPECT_EQ(power.releaseAssertion(creation.assertionID), IOReturn::notFound);
 }
 
-TEST(LinuxPowerManagementTests, TheDisplayAssertionIsAScreenSaverInhibition) {
+TEST(LinuxPowerManagementTests, WithoutAPortalTheDisplayAssertionIsAScreenSaverInhibition) {
     const PrivateBuses buses;
     LinuxPowerManagement power;
 
@@ -87,6 +88,60 @@ TEST(LinuxPowerManagementTests, TheDisplayAssertionIsAScreenSaverInhibition) {
     EXPECT_THAT(buses.logindInhibitors(), IsEmpty());
     EXPECT_EQ(power.releaseAssertion(creation.assertionID), IOReturn::success);
     EXPECT_THAT(buses.screenSaverInhibitions(), IsEmpty());
+}
+
+// As over SSH with X forwarding: a display is named, but no session bus is there.
+TEST(LinuxPowerManagementTests, WithoutASessionBusTheDisplayAssertionHoldsNothingAndSaysWhy) {
+    const PrivateBuses buses({.sessionBus = false});
+    const testing::EnvironmentVariable display("DISPLAY", "localhost:10.0");
+    LinuxPowerManagement power;
+
+    const auto creation = power.createAssertion("PreventUserIdleDisplaySleep", 255,
+                                                "Quillmoss active session display");
+
+    ASSERT_EQ(creation.status, IOReturn::success);
+    EXPECT_THAT(power.displayNotKeptOnReason(), HasSubstr("cannot connect to the session bus"));
+    EXPECT_EQ(power.releaseAssertion(creation.assertionID), IOReturn::success);
+    EXPECT_EQ(power.displayNotKeptOnReason(), "");
+}
+
+TEST(LinuxPowerManagementTests, WithoutADisplayTheDisplayAssertionHoldsNothingAndSaysWhy) {
+    const PrivateBuses buses;
+    const testing::EnvironmentVariable display("DISPLAY", std::nullopt);
+    LinuxPowerManagement power;
+    PowerController controller(power);
+
+    controller.activate(false, true);
+
+    EXPECT_EQ(power.displayNotKeptOnReason(), "neither WAYLAND_DISPLAY nor DISPLAY is set");
+    EXPECT_THAT(buses.logindInhibitors(), UnorderedElementsAre(idleLock, lidLock));
+    EXPECT_THAT(buses.screenSaverInhibitions(), IsEmpty());
+    controller.deactivate();
+    EXPECT_EQ(power.displayNotKeptOnReason(), "");
+}
+
+TEST(LinuxPowerManagementTests, ADisplayKeptOnHasNoReasonNotToBe) {
+    const PrivateBuses buses;
+    LinuxPowerManagement power;
+    ASSERT_EQ(power.createAssertion("PreventUserIdleDisplaySleep", 255, "display").status,
+              IOReturn::success);
+    EXPECT_EQ(power.displayNotKeptOnReason(), "");
+}
+
+TEST(LinuxPowerManagementTests, TheDisplayAssertionGoesToTheDesktopPortalFirst) {
+    const PrivateBuses buses({.portal = true});
+    LinuxPowerManagement power;
+
+    const auto creation = power.createAssertion("PreventUserIdleDisplaySleep", 255,
+                                                "Quillmoss active session display");
+
+    ASSERT_EQ(creation.status, IOReturn::success);
+    EXPECT_THAT(buses.portalInhibitions(),
+                ElementsAre(PortalInhibition{8, "Quillmoss active session display", "held"}));
+    EXPECT_THAT(buses.screenSaverInhibitions(), IsEmpty());
+    EXPECT_EQ(power.releaseAssertion(creation.assertionID), IOReturn::success);
+    EXPECT_THAT(buses.portalInhibitions(),
+                ElementsAre(PortalInhibition{8, "Quillmoss active session display", "closed"}));
 }
 
 TEST(LinuxPowerManagementTests, EachAssertionHasAnIdOfItsOwn) {
@@ -175,7 +230,7 @@ TEST(LinuxPowerManagementTests, AllowingDisplaySleepTakesNoScreenSaverInhibition
     EXPECT_THAT(buses.screenSaverInhibitions(), IsEmpty());
 }
 
-TEST(LinuxPowerManagementTests, WithoutAScreenSaverTheActivationFailsAndLeavesNoLock) {
+TEST(LinuxPowerManagementTests, WithNeitherPortalNorScreenSaverTheActivationFailsAndLeavesNoLock) {
     const PrivateBuses buses({.logind = true, .screenSaver = false});
     LinuxPowerManagement power;
     PowerController controller(power);
@@ -183,7 +238,8 @@ TEST(LinuxPowerManagementTests, WithoutAScreenSaverTheActivationFailsAndLeavesNo
     EXPECT_EQ(thrown<PowerControlError>([&] { controller.activate(false, true); }),
               PowerControlError::assertionFailed(IOReturn::unsupported));
 
-    EXPECT_THAT(power.failureDetail(), HasSubstr("org.freedesktop.ScreenSaver"));
+    EXPECT_THAT(power.failureDetail(), ::testing::AllOf(HasSubstr("org.freedesktop.portal.Desktop"),
+                                                        HasSubstr("org.freedesktop.ScreenSaver")));
     EXPECT_EQ(controller.systemAssertionID(), std::nullopt);
     EXPECT_TRUE(testing::becomesTrueWithin(releasePatience,
                                            [&] { return buses.logindInhibitors().empty(); }));
@@ -191,7 +247,7 @@ TEST(LinuxPowerManagementTests, WithoutAScreenSaverTheActivationFailsAndLeavesNo
 
 TEST(LinuxPowerManagementTests, ARefusedLockFailsWithTheRefusalsErrno) {
     const PrivateBuses buses;
-    buses.refuseLogindLocks();
+    buses.refuseLogindLocks({"idle", "handle-lid-switch"});
     LinuxPowerManagement power;
 
     EXPECT_EQ(
@@ -205,6 +261,20 @@ TEST(LinuxPowerManagementTests, ARefusedLockFailsWithTheRefusalsErrno) {
         thrown<PowerControlError>([&] { PowerController::setClosedLidSleepDisabled(true, power); }),
         PowerControlError::clamshellUpdateFailed(-EACCES));
     EXPECT_THAT(buses.logindInhibitors(), IsEmpty());
+}
+
+TEST(LinuxPowerManagementTests, APolkitRefusalNamesTheLockTheServiceItsErrorAndWhatToDo) {
+    const PrivateBuses buses;
+    buses.refuseLogindLocks({"handle-lid-switch"});
+    LinuxPowerManagement power;
+
+    EXPECT_EQ(power.setClamshellSleepDisabled(true).outcome, Outcome::callFailed);
+
+    EXPECT_EQ(power.failureDetail(),
+              "cannot take the closed-lid lock (handle-lid-switch) from logind "
+              "(org.freedesktop.login1): org.freedesktop.DBus.Error.AccessDenied: Permission "
+              "denied; polkit does not allow it from this session: run it from the machine's own "
+              "session, or as root");
 }
 
 TEST(LinuxPowerManagementTests, LocksOfAKilledProcessAreGone) {
@@ -235,6 +305,51 @@ TEST(LinuxPowerManagementTests, LocksOfAKilledProcessAreGone) {
     EXPECT_TRUE(testing::becomesTrueWithin(releasePatience, [&] { return holdsNothing(buses); }));
 }
 
+TEST(LinuxPowerManagementTests, HeldLocksAreLogindsLocksOfEveryProcess) {
+    const PrivateBuses buses;
+    int ready[2];
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ready), 0);
+    testing::ChildProcess child = testing::ChildProcess::fork([&] {
+        LinuxPowerManagement power("Other");
+        static_cast<void>(power.createAssertion("PreventUserIdleSystemSleep", 255, "its job"));
+        const char done = 1;
+        static_cast<void>(::write(ready[1], &done, 1));
+        for (;;) {
+            ::pause();
+        }
+        return 0;
+    });
+    char done = 0;
+    ASSERT_EQ(::read(ready[0], &done, 1), 1) << "the child could not take its lock";
+    ::close(ready[0]);
+    ::close(ready[1]);
+    LinuxPowerManagement power;
+    ASSERT_EQ(power.setClamshellSleepDisabled(true).outcome, Outcome::accepted);
+
+    const std::vector<PowerManagement::HeldLock> locks = power.heldLocks();
+
+    const auto uid = static_cast<std::uint32_t>(::getuid());
+    EXPECT_THAT(
+        locks, UnorderedElementsAre(
+                   PowerManagement::HeldLock{"idle", "Other", "its job", "block", uid,
+                                             static_cast<std::uint32_t>(child.pid())},
+                   PowerManagement::HeldLock{"handle-lid-switch", "Quillmoss",
+                                             "Quillmoss keeps running with the lid closed", "block",
+                                             uid, static_cast<std::uint32_t>(::getpid())}));
+    child.signal(SIGKILL);
+    child.waitForExit();
+}
+
+TEST(LinuxPowerManagementTests, WithoutLogindTheLocksCannotBeListed) {
+    const PrivateBuses buses({.logind = false, .screenSaver = false});
+    LinuxPowerManagement power;
+    const std::optional<std::runtime_error> error =
+        thrown<std::runtime_error>([&] { static_cast<void>(power.heldLocks()); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_THAT(error->what(), ::testing::StartsWith("cannot list the locks held by logind "
+                                                     "(org.freedesktop.login1): "));
+}
+
 class LinuxPowerManagementWithoutLogindTests : public ::testing::TestWithParam<bool> {
 protected:
     // Either a system bus on which logind is missing, or no system bus at all.
@@ -253,14 +368,15 @@ private:
     std::optional<testing::EnvironmentVariable> noSessionBus_;
 };
 
-TEST_P(LinuxPowerManagementWithoutLogindTests, AssertionsAreUnsupportedForAGivenReason) {
+TEST_P(LinuxPowerManagementWithoutLogindTests, TheSystemAssertionIsUnsupportedForAGivenReason) {
     LinuxPowerManagement power;
-    for (const char* type : {"PreventUserIdleSystemSleep", "PreventUserIdleDisplaySleep"}) {
-        const auto creation = power.createAssertion(type, 255, "Quillmoss active session");
-        EXPECT_EQ(creation.status, IOReturn::unsupported) << type;
-        EXPECT_EQ(creation.assertionID, 0u) << type;
-        EXPECT_FALSE(power.failureDetail().empty()) << type;
-    }
+    const auto creation =
+        power.createAssertion("PreventUserIdleSystemSleep", 255, "Quillmoss active session");
+    EXPECT_EQ(creation.status, IOReturn::unsupported);
+    EXPECT_EQ(creation.assertionID, 0u);
+    EXPECT_THAT(power.failureDetail(),
+                ::testing::StartsWith("cannot take the idle lock from logind "
+                                      "(org.freedesktop.login1): "));
 }
 
 TEST_P(LinuxPowerManagementWithoutLogindTests, TheRootDomainIsUnavailable) {

@@ -5,6 +5,8 @@
 #include <string_view>
 
 #include "TallowbeckCore/platform/linux/LinuxRegistryProperties.hpp"
+#include "tests/testing/EnvironmentVariable.hpp"
+#include "tests/testing/PrivateBuses.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
 
 namespace tallowbeck {
@@ -118,10 +120,31 @@ TEST(LinuxRegistryPropertiesTests, AClosedLidIsClamshellStateTrue) {
     EXPECT_EQ(lookUp(root, rootDomain, clamshell), RegistryValue::boolean(true));
 }
 
-TEST(LinuxRegistryPropertiesTests, NoLidButtonMeansNoRootDomain) {
+TEST(LinuxRegistryPropertiesTests, NoLidButtonAndNoLogindMeansNoRootDomain) {
+    const testing::EnvironmentVariable noSystemBus("DBUS_SYSTEM_BUS_ADDRESS",
+                                                   "unix:path=/nonexistent/system_bus");
     TemporaryDirectory root;
     root.write("proc/acpi/button/power/PWRF/info", "type: Power Button\n");
     EXPECT_EQ(lookUp(root, rootDomain, clamshell), RegistryValue::missingService());
+}
+
+TEST(LinuxRegistryPropertiesTests, WithoutAnACPILidTheLidStateComesFromLogind) {
+    const testing::PrivateBuses buses({.logind = true, .screenSaver = false, .sessionBus = false});
+    TemporaryDirectory root;
+    EXPECT_EQ(lookUp(root, rootDomain, clamshell), RegistryValue::boolean(false));
+
+    buses.setLidClosed(true);
+
+    EXPECT_EQ(lookUp(root, rootDomain, clamshell), RegistryValue::boolean(true));
+    EXPECT_EQ(lookUp(root, rootDomain, temperature), RegistryValue::missingProperty());
+}
+
+TEST(LinuxRegistryPropertiesTests, AnACPILidIsReadBeforeLogind) {
+    const testing::PrivateBuses buses({.logind = true, .screenSaver = false, .sessionBus = false});
+    buses.setLidClosed(true);
+    TemporaryDirectory root;
+    writeLidState(root, "state:      open\n");
+    EXPECT_EQ(lookUp(root, rootDomain, clamshell), RegistryValue::boolean(false));
 }
 
 TEST(LinuxRegistryPropertiesTests, ALidButtonWithoutAStateLacksTheProperty) {
