@@ -39,12 +39,12 @@ TEST(CompletionScriptTests, BashCompletesCommandsFromTheirFirstLetters) {
 TEST(CompletionScriptTests, BashOffersTheOptionsOfTheCommandTyped) {
     EXPECT_EQ(candidates("bash", "tallowbeck awake --"),
               "--help --for --until --closed-lid --allow-display-sleep --record-every --file "
-              "--retention --json --pid\n");
+              "--retention --json --pid --list\n");
 }
 
 TEST(CompletionScriptTests, BashOffersSubcommandsBeforeOptions) {
     EXPECT_EQ(candidates("bash", "tallowbeck history "),
-              "show record export trend reset --help --file --retention\n");
+              "show record export plot trend reset --help --file --retention\n");
 }
 
 TEST(CompletionScriptTests, AfterAnOptionThatTakesAValueBashOffersFiles) {
