@@ -20,8 +20,9 @@ class TemperatureHistoryStore;
 namespace tallowbeck::cli {
 
 // `tallowbeck history`: shows, records, exports, judges the trend of and clears the temperature
-// history. A history that cannot be read or written is one error line naming its file. Every
-// file it touches, the history's and the exported one, it reaches through `calls`.
+// history. A history that cannot be read or written is one error line naming its file; one whose
+// folder would have to be created in another user's folder also names --file, the way to choose
+// another. Every file it touches, the history's and the exported one, it reaches through `calls`.
 class HistoryCommand {
 public:
     explicit HistoryCommand(CLI::App& app, FileCalls& calls = FileCalls::system());

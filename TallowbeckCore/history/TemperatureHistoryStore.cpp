@@ -107,7 +107,7 @@ FileDescriptor openLockFile(FileCalls& calls, const HistoryFiles& files, uid_t u
             throw;
         }
     }
-    PosixFile::createDirectories(calls, files.snapshot.parent_path(), directoryMode);
+    PosixFile::createDirectories(calls, files.snapshot.parent_path(), directoryMode, user);
     return open();
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <system_error>
 
+#include "TallowbeckCore/posix/ForeignFolderError.hpp"
 #include "TallowbeckCore/posix/SystemCall.hpp"
 
 namespace tallowbeck {
@@ -14,6 +15,7 @@ using Kind = FileAttributes::Kind;
 
 constexpr mode_t writableByGroupOrOthers = 0022;
 constexpr mode_t privateDirectoryMode = 0700;
+constexpr uid_t superuser = 0;
 
 [[noreturn]] void refuse(int error, const std::filesystem::path& path, const std::string& reason) {
     throw std::system_error(error, std::generic_category(),
@@ -61,6 +63,13 @@ void FileOwnership::requirePrivateDirectory(const FileAttributes& attributes, ui
     }
     requireOwner(attributes, user, path);
     requireUnwritableByOthers(attributes, path);
+}
+
+void FileOwnership::requireFolderToCreateIn(const FileAttributes& container, uid_t user,
+                                            const std::filesystem::path& folder) {
+    if (container.owner != user && container.owner != superuser) {
+        throw ForeignFolderError(folder, container.owner, user);
+    }
 }
 
 void FileOwnership::makePrivateDirectory(FileCalls& calls, const std::filesystem::path& directory,

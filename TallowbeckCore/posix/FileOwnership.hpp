@@ -27,6 +27,12 @@ public:
     // nor other users may write to.
     static void requirePrivateDirectory(const FileAttributes& attributes, uid_t user,
                                         const std::filesystem::path& path);
+    // Refuses, with ForeignFolderError, to create `folder` in a folder with these attributes
+    // unless it belongs to `user` or to the superuser (as / and /home do). A folder created in
+    // another user's would be `user`'s: when the superuser makes a history folder below a home
+    // folder that it was handed (sudo -E), that home's owner could neither use nor remove it.
+    static void requireFolderToCreateIn(const FileAttributes& container, uid_t user,
+                                        const std::filesystem::path& folder);
     // Creates `directory` with mode 0700 unless something exists under its name, then checks
     // what is there with requirePrivateDirectory. The folder above it must exist.
     static void makePrivateDirectory(FileCalls& calls, const std::filesystem::path& directory,

@@ -17,6 +17,7 @@
 #include "TallowbeckCore/history/HistoryFiles.hpp"
 #include "TallowbeckCore/history/JournalEntry.hpp"
 #include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
+#include "TallowbeckCore/posix/ForeignFolderError.hpp"
 #include "tests/fakes/FakeUserDirectories.hpp"
 #include "tests/fakes/ForeignOwnerFileCalls.hpp"
 #include "tests/testing/FileContents.hpp"
@@ -178,6 +179,34 @@ TEST_F(HistorySecurityTests, TheJournalAndSnapshotArePrivateToTheUser) {
     store.reset();
     EXPECT_EQ(permissionsOf(files().journal), 0600U);
     EXPECT_EQ(permissionsOf(files().lock), 0600U);
+}
+
+// The superuser handed another user's home folder (sudo -E) would leave that user a history
+// folder they could neither use nor remove.
+TEST_F(HistorySecurityTests, NoFolderIsCreatedInAnotherUsersFolder) {
+    const std::filesystem::path theirs = directory.path() / "theirs";
+    std::filesystem::create_directories(theirs);
+    testing::ForeignOwnerFileCalls calls(theirs, me + 1);
+    for (const auto& [name, operation] : operations) {
+        SCOPED_TRACE(name);
+        TemperatureHistoryStore store(theirs / "history" / "h.json", calls);
+        const auto error = thrown<ForeignFolderError>([&] { operation(store); });
+        ASSERT_TRUE(error.has_value());
+        EXPECT_EQ(error->folder(), theirs / "history");
+        EXPECT_EQ(error->owner(), me + 1);
+        EXPECT_TRUE(std::filesystem::is_empty(theirs));
+    }
+}
+
+TEST_F(HistorySecurityTests, FoldersAreCreatedBelowTheUsersOwnFolder) {
+    const std::filesystem::path mine = directory.path() / "mine";
+    std::filesystem::create_directories(mine);
+    // Only the folder above the ones to create counts.
+    testing::ForeignOwnerFileCalls calls(directory.path(), me + 1);
+    TemperatureHistoryStore store(mine / "deeper" / "history" / "h.json", calls);
+    const TemperatureSample sample = sampleAt(now);
+    store.append(sample, week, now);
+    EXPECT_EQ(listOf(store.samples()), std::vector{sample});
 }
 
 // Without application support the history goes to the temporary directory, which every user may
