@@ -181,6 +181,28 @@ TEST_F(HistorySecurityTests, TheJournalAndSnapshotArePrivateToTheUser) {
     EXPECT_EQ(permissionsOf(files().lock), 0600U);
 }
 
+// Whoever may open the lock file may also take the lock, and hold up every operation for as long
+// as they hold it.
+TEST_F(HistorySecurityTests, ALockFileOthersMayOpenIsMadePrivateByEveryOperation) {
+    TemperatureHistoryStore(file()).append(sampleAt(now - 1), week, now);
+    for (const auto& [name, operation] : operations) {
+        SCOPED_TRACE(name);
+        ASSERT_EQ(::chmod(files().lock.c_str(), 0644), 0);
+        TemperatureHistoryStore store(file());
+        operation(store);
+        EXPECT_EQ(permissionsOf(files().lock), 0600U);
+    }
+}
+
+TEST_F(HistorySecurityTests, ALockFileOfAnotherUserKeepsItsMode) {
+    TemperatureHistoryStore(file()).append(sampleAt(now - 1), week, now);
+    ASSERT_EQ(::chmod(files().lock.c_str(), 0644), 0);
+    testing::ForeignOwnerFileCalls calls(files().lock, me + 1);
+    expectEveryOperationRefused(files().lock, EPERM, "it belongs to user " + std::to_string(me + 1),
+                                calls);
+    EXPECT_EQ(permissionsOf(files().lock), 0644U);
+}
+
 // The superuser handed another user's home folder (sudo -E) would leave that user a history
 // folder they could neither use nor remove.
 TEST_F(HistorySecurityTests, NoFolderIsCreatedInAnotherUsersFolder) {
