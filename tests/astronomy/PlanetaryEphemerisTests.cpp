@@ -191,6 +191,23 @@ TEST(PlanetaryEphemerisTests, MomentsFarOutsideTheTableSpanStillGivePositions) {
     }
 }
 
+TEST(PlanetaryEphemerisTests, AnEccentricityExtrapolatedPastOneStillGivesEveryPosition) {
+    // 250,000 years after 2000 Saturn's eccentricity, extrapolated at its rate per century, lies
+    // below -1: 1 - e² is negative, and its square root counts as 0.
+    const double moment = j2000 + 250000 * 365.25 * 86400.0;
+    const OrbitalElements& saturn = PlanetaryEphemeris::elements(SolarSystemBody::saturn);
+    const double centuries = AstronomicalTime::daysSinceJ2000(moment) / 36525.0;
+    ASSERT_LT(saturn.eccentricity.base + saturn.eccentricity.rate * centuries, -1.0);
+    for (const PlanetaryPosition& planet : PlanetaryEphemeris::positions(moment)) {
+        SCOPED_TRACE(textValue(planet.body));
+        EXPECT_TRUE(std::isfinite(planet.position.x));
+        EXPECT_TRUE(std::isfinite(planet.position.y));
+        EXPECT_TRUE(std::isfinite(planet.position.z));
+        EXPECT_GE(planet.eclipticLongitudeDegrees, 0.0);
+        EXPECT_LT(planet.eclipticLongitudeDegrees, 360.0);
+    }
+}
+
 TEST(PlanetaryEphemerisTests, KeplerSolutionsMatchAnIndependentEvaluationExactly) {
     EXPECT_EQ(PlanetaryEphemeris::solveKepler(3.0, 0.20563593), 3.024104286260717);
     EXPECT_EQ(PlanetaryEphemeris::solveKepler(0.1, 0.9), 0.6308435275631533);
