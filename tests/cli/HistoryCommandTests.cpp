@@ -128,6 +128,7 @@ TEST_F(HistoryCommandTest, ExportWritesTheHeaderAndOneLinePerSample) {
     EXPECT_THAT(result.standardOutput, StartsWith(std::string(csvHeader) + '\n'));
     // Three lines, the last without a line feed.
     EXPECT_EQ(lineCount(result.standardOutput), 2U) << result.standardOutput;
+    ASSERT_FALSE(result.standardOutput.empty());
     EXPECT_NE(result.standardOutput.back(), '\n');
 
     const std::filesystem::path output = directory_.path() / "history.csv";

@@ -210,8 +210,10 @@ TEST(AwakeEndToEndTests, SeriousPressureWithoutABatteryReadingEndsTheSessionAtOn
     ASSERT_EQ(run.exitWithin(patience), 3) << ::testing::PrintToString(run.errors());
 
     EXPECT_LT(run.lasted().count(), 5.0);
-    EXPECT_EQ(run.output().back(), R"({"event":"ended","reason":"thermalPressure","exitStatus":3,)"
-                                   R"("thermalState":"serious"})");
+    const std::vector<std::string> lines = run.output();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back(), R"({"event":"ended","reason":"thermalPressure","exitStatus":3,)"
+                            R"("thermalState":"serious"})");
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
@@ -222,8 +224,10 @@ TEST(AwakeEndToEndTests, TheCommandRunsAwakeAndItsExitStatusIsPassedOn) {
 
     ASSERT_EQ(run.exitWithin(patience), 7) << ::testing::PrintToString(run.errors());
 
-    EXPECT_THAT(run.output(), ::testing::Contains("running"));
-    EXPECT_EQ(run.output().back(), "Session ended: the command exited with status 7.");
+    const std::vector<std::string> lines = run.output();
+    EXPECT_THAT(lines, ::testing::Contains("running"));
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back(), "Session ended: the command exited with status 7.");
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
@@ -247,8 +251,10 @@ TEST(AwakeEndToEndTests, SIGTERMEndsTheSessionNormally) {
     run.process().signal(SIGTERM);
 
     ASSERT_EQ(run.exitWithin(patience), 0);
-    EXPECT_EQ(run.output().front(), "Keeping this machine awake until stopped.");
-    EXPECT_EQ(run.output().back(), "Session ended: stopped by SIGTERM.");
+    const std::vector<std::string> lines = run.output();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.front(), "Keeping this machine awake until stopped.");
+    EXPECT_EQ(lines.back(), "Session ended: stopped by SIGTERM.");
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
@@ -261,7 +267,9 @@ TEST(AwakeEndToEndTests, TheSessionEndsWhenTheWatchedProcessExits) {
 
     ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
 
-    EXPECT_EQ(run.output().back(), "Session ended: process " + pid + " exited.");
+    const std::vector<std::string> lines = run.output();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back(), "Session ended: process " + pid + " exited.");
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
