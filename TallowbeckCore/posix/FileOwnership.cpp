@@ -12,6 +12,7 @@ namespace tallowbeck {
 namespace {
 
 using Kind = FileAttributes::Kind;
+using SystemCall::retryingInterrupted;
 
 constexpr mode_t writableByGroupOrOthers = 0022;
 constexpr mode_t privateDirectoryMode = 0700;
@@ -72,18 +73,39 @@ void FileOwnership::requireFolderToCreateIn(const FileAttributes& container, uid
     }
 }
 
+void FileOwnership::requireMayCreateFolder(FileCalls& calls, const std::filesystem::path& folder,
+                                           uid_t user) {
+    const std::filesystem::path parent = folder.parent_path();
+    const std::filesystem::path container = parent.empty() ? "." : parent;
+    FileAttributes attributes;
+    if (retryingInterrupted([&] { return calls.lstat((container / ".").c_str(), attributes); }) !=
+        0) {
+        SystemCall::throwLastError("cannot examine " + container.string());
+    }
+    requireFolderToCreateIn(attributes, user, folder);
+}
+
 void FileOwnership::makePrivateDirectory(FileCalls& calls, const std::filesystem::path& directory,
                                          uid_t user) {
-    using SystemCall::retryingInterrupted;
-    if (retryingInterrupted([&] { return calls.mkdir(directory.c_str(), privateDirectoryMode); }) !=
-            0 &&
-        errno != EEXIST) {
-        SystemCall::throwLastError("cannot create " + directory.string());
-    }
-    // Checked whether it was made just now or found: only what is there counts.
+    const auto examine = [&](FileAttributes& attributes) {
+        return retryingInterrupted([&] { return calls.lstat(directory.c_str(), attributes); });
+    };
     FileAttributes attributes;
-    if (retryingInterrupted([&] { return calls.lstat(directory.c_str(), attributes); }) != 0) {
-        SystemCall::throwLastError("cannot examine " + directory.string());
+    if (examine(attributes) != 0) {
+        if (errno != ENOENT) {
+            SystemCall::throwLastError("cannot examine " + directory.string());
+        }
+        requireMayCreateFolder(calls, directory, user);
+        if (retryingInterrupted(
+                [&] { return calls.mkdir(directory.c_str(), privateDirectoryMode); }) != 0 &&
+            errno != EEXIST) {
+            SystemCall::throwLastError("cannot create " + directory.string());
+        }
+        // Checked whether it was made just now or by someone else meanwhile: only what is there
+        // counts.
+        if (examine(attributes) != 0) {
+            SystemCall::throwLastError("cannot examine " + directory.string());
+        }
     }
     requirePrivateDirectory(attributes, user, directory);
 }

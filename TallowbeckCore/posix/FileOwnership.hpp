@@ -33,8 +33,14 @@ public:
     // folder that it was handed (sudo -E), that home's owner could neither use nor remove it.
     static void requireFolderToCreateIn(const FileAttributes& container, uid_t user,
                                         const std::filesystem::path& folder);
+    // The same for the folder that `folder` would go in, examined through `calls`: through "."
+    // the folder itself, even where a symbolic link names it, since the new folder would go
+    // wherever the link leads.
+    static void requireMayCreateFolder(FileCalls& calls, const std::filesystem::path& folder,
+                                       uid_t user);
     // Creates `directory` with mode 0700 unless something exists under its name, then checks
-    // what is there with requirePrivateDirectory. The folder above it must exist.
+    // what is there with requirePrivateDirectory. The folder above it must exist, and is checked
+    // with requireMayCreateFolder before anything is created in it.
     static void makePrivateDirectory(FileCalls& calls, const std::filesystem::path& directory,
                                      uid_t user);
 };

@@ -15,20 +15,6 @@ using SystemCall::throwLastError;
 
 constexpr std::size_t readChunkSize = 65536;
 
-// Refuses to create `directory` in `parent` unless `user` may (FileOwnership). Examined through
-// ".", the folder itself counts even where a symbolic link names it: the new folder would go
-// wherever the link leads.
-void requireFolderToCreateIn(FileCalls& calls, const std::filesystem::path& parent, uid_t user,
-                             const std::filesystem::path& directory) {
-    const std::filesystem::path container = parent.empty() ? "." : parent;
-    FileAttributes attributes;
-    if (retryingInterrupted([&] { return calls.lstat((container / ".").c_str(), attributes); }) !=
-        0) {
-        throwLastError("cannot examine " + container.string());
-    }
-    FileOwnership::requireFolderToCreateIn(attributes, user, directory);
-}
-
 }  // namespace
 
 FileDescriptor PosixFile::open(FileCalls& calls, const std::filesystem::path& path, int flags,
@@ -101,7 +87,7 @@ void PosixFile::createDirectories(FileCalls& calls, const std::filesystem::path&
     if (!parent.empty() && parent != directory) {
         createDirectories(calls, parent, mode, user);
     }
-    requireFolderToCreateIn(calls, parent, user, directory);
+    FileOwnership::requireMayCreateFolder(calls, directory, user);
     if (retryingInterrupted([&] { return calls.mkdir(directory.c_str(), mode); }) != 0 &&
         errno != EEXIST) {
         throwLastError("cannot create " + directory.string());

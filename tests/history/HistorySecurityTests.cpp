@@ -295,12 +295,23 @@ TEST_F(TemporaryHistoryTests, AFileInTheFoldersPlaceIsRefused) {
 
 TEST_F(TemporaryHistoryTests, AFolderOfAnotherUserIsRefused) {
     // Made by this process, the folder belongs to someone else as far as `me + 1` is concerned.
+    std::filesystem::create_directories(privateFolder(me + 1));
+    ASSERT_EQ(::chmod(privateFolder(me + 1).c_str(), 0700), 0);
     const auto error = refusalOfFirstAppend(me + 1);
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(error->code(), std::error_code(EPERM, std::generic_category()));
     EXPECT_THAT(error->what(), HasSubstr("refusing " + privateFolder(me + 1).string() +
                                          ": it belongs to user " + std::to_string(me)));
     EXPECT_TRUE(std::filesystem::is_empty(privateFolder(me + 1)));
+}
+
+TEST_F(TemporaryHistoryTests, NoFolderIsCreatedInATemporaryFolderOfAnotherUser) {
+    testing::ForeignOwnerFileCalls calls(temporary(), me + 1);
+    TemperatureHistoryStore store(std::nullopt, calls, directories);
+    const auto error = thrown<ForeignFolderError>([&] { store.append(sampleAt(now), week, now); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(error->folder(), privateFolder());
+    EXPECT_FALSE(std::filesystem::exists(privateFolder()));
 }
 
 }  // namespace

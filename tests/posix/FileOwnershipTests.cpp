@@ -8,6 +8,7 @@
 
 #include "TallowbeckCore/posix/FileOwnership.hpp"
 #include "TallowbeckCore/posix/ForeignFolderError.hpp"
+#include "tests/fakes/ForeignOwnerFileCalls.hpp"
 #include "tests/testing/FileContents.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
 #include "tests/testing/Thrown.hpp"
@@ -170,11 +171,23 @@ TEST_F(MakePrivateDirectoryTests, RefusesAFileInTheFoldersPlace) {
 }
 
 TEST_F(MakePrivateDirectoryTests, RefusesAFolderOfAnotherUser) {
-    // The folder made here belongs to this process's user, who is someone else to `someoneElse`.
+    // The folder found here belongs to this process's user, who is someone else to `someoneElse`.
+    std::filesystem::create_directory(folder());
+    ASSERT_EQ(::chmod(folder().c_str(), 0700), 0);
     const auto error = make(someoneElse);
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(error->code(), std::error_code(EPERM, std::generic_category()));
     EXPECT_THAT(error->what(), HasSubstr("it belongs to user " + std::to_string(me)));
+}
+
+TEST_F(MakePrivateDirectoryTests, CreatesNoFolderInAnotherUsersFolder) {
+    testing::ForeignOwnerFileCalls calls(directory.path(), someoneElse);
+    const auto error = thrown<ForeignFolderError>(
+        [&] { FileOwnership::makePrivateDirectory(calls, folder(), me); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(error->folder(), folder());
+    EXPECT_EQ(error->owner(), someoneElse);
+    EXPECT_FALSE(std::filesystem::exists(folder()));
 }
 
 TEST_F(MakePrivateDirectoryTests, AMissingParentIsReported) {
