@@ -1,7 +1,8 @@
 // The history store against the floor of what it does: a cold read against simdjson's DOM parse
 // of the same bytes, an append against a bare write and fsync of the same line in the same
 // directory (also while the caller holds the history the last append returned), a warm read
-// (nothing changed) at two history sizes, and the memory held per sample.
+// (nothing changed) at two history sizes, a cold read of a journal that repeats one sample many
+// times over, and the memory held per sample.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <malloc.h>
@@ -104,6 +105,28 @@ void DOMParseOfTheSameBytes(benchmark::State& state) {
     }
 }
 BENCHMARK(DOMParseOfTheSameBytes)->Unit(benchmark::kMillisecond);
+
+// A journal holding one sample `state.range(0)` times, as a writer that kept appending the same
+// sample leaves it: every copy after the first is skipped, and skipping must cost what one look-up
+// does, however many copies came before.
+void ColdSamplesOfOneSampleRepeated(benchmark::State& state) {
+    const HistoryOnDisk history(0, 0);
+    const std::string line = JournalEntry::sampleEntry(sampleAt(start, 0), start).line();
+    std::string journal;
+    journal.reserve(line.size() * static_cast<std::size_t>(state.range(0)));
+    for (std::int64_t copy = 0; copy < state.range(0); ++copy) {
+        journal += line;
+    }
+    writeFile(HistoryFiles::beside(history.file()).journal, journal);
+    for (auto _ : state) {
+        TemperatureHistoryStore store(history.file());
+        benchmark::DoNotOptimize(store.samples().size());
+    }
+}
+BENCHMARK(ColdSamplesOfOneSampleRepeated)
+    ->Arg(500000)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
 
 void WarmSamples(benchmark::State& state) {
     const HistoryOnDisk history(static_cast<int>(state.range(0)), 0);

@@ -13,6 +13,7 @@
 #include "TallowbeckCore/history/TemperatureCSV.hpp"
 #include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
 #include "TallowbeckCore/posix/AtomicFile.hpp"
+#include "TallowbeckCore/posix/ForeignFolderError.hpp"
 #include "TallowbeckCore/support/InternetDateTime.hpp"
 #include "TallowbeckCore/support/WallClock.hpp"
 #include "TallowbeckCore/temperature/MacTemperatureSensor.hpp"
@@ -155,6 +156,12 @@ auto HistoryCommand::withStore(Action&& action) const {
     TemperatureHistoryStore store(historyFile(), calls_);
     try {
         return action(store);
+    } catch (const ForeignFolderError& error) {
+        // Most likely the superuser with another user's home folder (sudo -E): the way out is
+        // that user, or a history of one's own.
+        throw std::runtime_error(
+            fmt::format("{}: {}; run this as user {}, or choose another history with --file PATH",
+                        store.fileURL().string(), error.what(), error.owner()));
     } catch (const std::runtime_error& error) {
         // The store's errors (HistoryDecodingError, CorruptJournalEntryError, std::system_error)
         // say what went wrong but not always in which history.

@@ -23,8 +23,9 @@ namespace tallowbeck::cli {
 
 // `tallowbeck history`: shows (as a table, JSON or a chart in the terminal), records, exports,
 // plots to an image, judges the trend of and clears the temperature history. A history that cannot
-// be read or written is one error line naming its file. Every file it touches, the history's and
-// the exported one, it reaches through `calls`.
+// be read or written is one error line naming its file; one whose folder would have to be created
+// in another user's folder also names --file, the way to choose another. Every file it touches,
+// the history's and the exported one, it reaches through `calls`.
 class HistoryCommand {
 public:
     explicit HistoryCommand(CLI::App& app, FileCalls& calls = FileCalls::system());

@@ -90,7 +90,7 @@ bool FanBoostRecoveryFile::readsClear() {
 }
 
 void FanBoostRecoveryFile::setPending(bool pending) {
-    PosixFile::createDirectories(calls_, path_.parent_path(), folderMode);
+    PosixFile::createDirectories(calls_, path_.parent_path(), folderMode, user_);
     requireOwnFolder();
     AtomicFile::replace(calls_, path_, pending ? pendingContents : clearContents, fileMode);
 }

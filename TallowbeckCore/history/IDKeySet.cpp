@@ -25,36 +25,43 @@ std::uint64_t IDKeySet::keyOf(const UUID& id) noexcept {
 void IDKeySet::insert(std::uint64_t key) {
     if (key == emptySlot) {
         ++zeroKeys_;
-        return;
+    } else {
+        reserve(takenSlots_ + 1);
+        const std::size_t slot = find(key);
+        if (slots_[slot] == key) {
+            ++extraCopies_[key];
+        } else {
+            slots_[slot] = key;
+            ++takenSlots_;
+        }
     }
-    reserve(nonzeroKeys_ + 1);
-    place(key);
-    ++nonzeroKeys_;
+    ++size_;
 }
 
 void IDKeySet::erase(std::uint64_t key) noexcept {
     if (key == emptySlot) {
-        zeroKeys_ -= zeroKeys_ > 0 ? 1 : 0;
+        if (zeroKeys_ > 0) {
+            --zeroKeys_;
+            --size_;
+        }
+        return;
+    }
+    if (const auto extra = extraCopies_.find(key); extra != extraCopies_.end()) {
+        if (--extra->second == 0) {
+            extraCopies_.erase(extra);
+        }
+        --size_;
         return;
     }
     if (slots_.empty()) {
         return;
     }
-    std::size_t hole = find(key);
-    if (slots_[hole] == emptySlot) {
-        return;
+    const std::size_t slot = find(key);
+    if (slots_[slot] != emptySlot) {
+        vacate(slot);
+        --takenSlots_;
+        --size_;
     }
-    // Shifts back every later key of the run whose search would otherwise stop at the hole.
-    const std::size_t mask = slots_.size() - 1;
-    for (std::size_t slot = next(hole); slots_[slot] != emptySlot; slot = next(slot)) {
-        const std::size_t home = homeOf(slots_[slot]);
-        if (((slot - home) & mask) >= ((slot - hole) & mask)) {
-            slots_[hole] = slots_[slot];
-            hole = slot;
-        }
-    }
-    slots_[hole] = emptySlot;
-    --nonzeroKeys_;
 }
 
 bool IDKeySet::contains(std::uint64_t key) const noexcept {
@@ -97,6 +104,18 @@ void IDKeySet::place(std::uint64_t key) noexcept {
         slot = next(slot);
     }
     slots_[slot] = key;
+}
+
+void IDKeySet::vacate(std::size_t hole) noexcept {
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t slot = next(hole); slots_[slot] != emptySlot; slot = next(slot)) {
+        const std::size_t home = homeOf(slots_[slot]);
+        if (((slot - home) & mask) >= ((slot - hole) & mask)) {
+            slots_[hole] = slots_[slot];
+            hole = slot;
+        }
+    }
+    slots_[hole] = emptySlot;
 }
 
 void IDKeySet::rehash(std::size_t slotCount) {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <unordered_map>
 #include <vector>
 
 #include "TallowbeckCore/support/UUID.hpp"
@@ -10,7 +11,9 @@ namespace tallowbeck {
 
 // A multiset of 64-bit keys in which a lookup costs the same however many it holds. Open
 // addressing with linear probing keeps it to one word a slot, doubling the slots once three
-// quarters are taken; the zero word marks a free slot, so keys of zero are only counted.
+// quarters are taken; the zero word marks a free slot, so keys of zero are only counted. Each
+// distinct key takes one slot, and copies of it beyond the first are only counted: a run of
+// copies would make every insertion after them walk past all of them.
 class IDKeySet {
 public:
     // Half of the id: random ids share it only when they are the same, so a key that is held
@@ -21,7 +24,7 @@ public:
     // Removes one occurrence of `key`, if there is one.
     void erase(std::uint64_t key) noexcept;
     bool contains(std::uint64_t key) const noexcept;
-    std::size_t size() const noexcept { return nonzeroKeys_ + zeroKeys_; }
+    std::size_t size() const noexcept { return size_; }
     void reserve(std::size_t keys);
 
 private:
@@ -31,11 +34,16 @@ private:
     std::size_t find(std::uint64_t key) const noexcept;
     // Puts `key` in the first free slot from its home; there must be one.
     void place(std::uint64_t key) noexcept;
+    // Empties `hole`, moving back the later keys whose search would otherwise stop there.
+    void vacate(std::size_t hole) noexcept;
     void rehash(std::size_t slotCount);
 
     std::vector<std::uint64_t> slots_;  // a power of two in size, or empty
-    std::size_t nonzeroKeys_ = 0;
+    std::size_t takenSlots_ = 0;
+    // Copies of a key beyond the one in its slot, for the keys held more than once.
+    std::unordered_map<std::uint64_t, std::size_t> extraCopies_;
     std::size_t zeroKeys_ = 0;
+    std::size_t size_ = 0;
 };
 
 }  // namespace tallowbeck

@@ -9,6 +9,7 @@
 #include <exception>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "TallowbeckCore/history/HistoryFileFormat.hpp"
 #include "TallowbeckCore/history/JournalEntry.hpp"
@@ -95,10 +96,9 @@ void takeBackUnacknowledgedLine(FileCalls& calls, int journal, off_t validLength
 
 // Opens the lock file, creating it and the folders above it when missing. The folders are made
 // only then: making them every time would cost every operation a call.
-FileDescriptor openLockFile(FileCalls& calls, const HistoryFiles& files, uid_t user) {
+OwnedFile openOrCreateLockFile(FileCalls& calls, const HistoryFiles& files, uid_t user) {
     const auto open = [&] {
-        return OwnedFile::open(calls, files.lock, O_RDWR | O_CREAT | O_CLOEXEC, lockFileMode, user)
-            .descriptor;
+        return OwnedFile::open(calls, files.lock, O_RDWR | O_CREAT | O_CLOEXEC, lockFileMode, user);
     };
     try {
         return open();
@@ -107,8 +107,21 @@ FileDescriptor openLockFile(FileCalls& calls, const HistoryFiles& files, uid_t u
             throw;
         }
     }
-    PosixFile::createDirectories(calls, files.snapshot.parent_path(), directoryMode);
+    PosixFile::createDirectories(calls, files.snapshot.parent_path(), directoryMode, user);
     return open();
+}
+
+// Whoever may open the lock file may also take the lock and hold up every operation for as long
+// as they like: a lock file of the user's own is made theirs alone before it is used. Checked
+// first, one of anyone else's is refused as it is.
+FileDescriptor openLockFile(FileCalls& calls, const HistoryFiles& files, uid_t user) {
+    OwnedFile lock = openOrCreateLockFile(calls, files, user);
+    if (lock.attributes.permissions != lockFileMode &&
+        retryingInterrupted([&] { return calls.fchmod(lock.descriptor.get(), lockFileMode); }) !=
+            0) {
+        throwLastError("cannot make " + files.lock.string() + " private");
+    }
+    return std::move(lock.descriptor);
 }
 
 }  // namespace

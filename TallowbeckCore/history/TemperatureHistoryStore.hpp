@@ -27,15 +27,20 @@ namespace tallowbeck {
 //
 // Each file is opened as itself, never through a symbolic link, and must be a regular file
 // owned by the store's user: a folder that others may write to cannot steer the store into
-// another file. The snapshot and journal are private to the user (mode 0600).
+// another file. The snapshot and journal are private to the user (mode 0600), and so is the lock
+// file: whoever may open it may take the lock and hold up every operation, so one of the user's
+// own found with another mode is set to 0600. Missing folders of the history are created only in
+// a folder of the user's own or of the superuser: a folder made in another user's, as by the
+// superuser handed that user's home (sudo -E), could be neither used nor removed by them.
 //
 // Operations of one store must not overlap; the store is not thread-safe, but what it returns
 // may be read on any thread. Errors: HistoryDecodingError and CorruptJournalEntryError for a
 // history that cannot be read (it is left as it is; only reset() recovers from it),
 // std::system_error (generic category) when a file cannot be created, locked, written or
 // flushed, or is refused (ELOOP for a symbolic link, EPERM for a file of another kind or
-// user). After an error while the lock is held the next operation reads everything again; one
-// that stops the lock from being taken changes nothing.
+// user), ForeignFolderError (a std::system_error, EPERM) for a folder that would have to be
+// created in another user's folder. After an error while the lock is held the next operation reads
+// everything again; one that stops the lock from being taken changes nothing.
 class TemperatureHistoryStore {
 public:
     // Keeps the history in `fileURL`. Without one it uses `defaultFileURL`, after adopting a

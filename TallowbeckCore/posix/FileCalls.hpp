@@ -43,6 +43,7 @@ public:
     // where the system can tell the two apart.
     virtual int fsync(int descriptor) = 0;
     virtual int ftruncate(int descriptor, off_t length) = 0;
+    virtual int fchmod(int descriptor, mode_t mode) = 0;
     virtual int flock(int descriptor, int operation) = 0;
     virtual int fstat(int descriptor, FileAttributes& attributes) = 0;
     // The attributes of the path itself, a symbolic link's own rather than its target's.

@@ -4,6 +4,7 @@
 #include <string>
 #include <system_error>
 
+#include "TallowbeckCore/posix/ForeignFolderError.hpp"
 #include "TallowbeckCore/posix/SystemCall.hpp"
 
 namespace tallowbeck {
@@ -11,9 +12,11 @@ namespace tallowbeck {
 namespace {
 
 using Kind = FileAttributes::Kind;
+using SystemCall::retryingInterrupted;
 
 constexpr mode_t writableByGroupOrOthers = 0022;
 constexpr mode_t privateDirectoryMode = 0700;
+constexpr uid_t superuser = 0;
 
 [[noreturn]] void refuse(int error, const std::filesystem::path& path, const std::string& reason) {
     throw std::system_error(error, std::generic_category(),
@@ -63,18 +66,46 @@ void FileOwnership::requirePrivateDirectory(const FileAttributes& attributes, ui
     requireUnwritableByOthers(attributes, path);
 }
 
+void FileOwnership::requireFolderToCreateIn(const FileAttributes& container, uid_t user,
+                                            const std::filesystem::path& folder) {
+    if (container.owner != user && container.owner != superuser) {
+        throw ForeignFolderError(folder, container.owner, user);
+    }
+}
+
+void FileOwnership::requireMayCreateFolder(FileCalls& calls, const std::filesystem::path& folder,
+                                           uid_t user) {
+    const std::filesystem::path parent = folder.parent_path();
+    const std::filesystem::path container = parent.empty() ? "." : parent;
+    FileAttributes attributes;
+    if (retryingInterrupted([&] { return calls.lstat((container / ".").c_str(), attributes); }) !=
+        0) {
+        SystemCall::throwLastError("cannot examine " + container.string());
+    }
+    requireFolderToCreateIn(attributes, user, folder);
+}
+
 void FileOwnership::makePrivateDirectory(FileCalls& calls, const std::filesystem::path& directory,
                                          uid_t user) {
-    using SystemCall::retryingInterrupted;
-    if (retryingInterrupted([&] { return calls.mkdir(directory.c_str(), privateDirectoryMode); }) !=
-            0 &&
-        errno != EEXIST) {
-        SystemCall::throwLastError("cannot create " + directory.string());
-    }
-    // Checked whether it was made just now or found: only what is there counts.
+    const auto examine = [&](FileAttributes& attributes) {
+        return retryingInterrupted([&] { return calls.lstat(directory.c_str(), attributes); });
+    };
     FileAttributes attributes;
-    if (retryingInterrupted([&] { return calls.lstat(directory.c_str(), attributes); }) != 0) {
-        SystemCall::throwLastError("cannot examine " + directory.string());
+    if (examine(attributes) != 0) {
+        if (errno != ENOENT) {
+            SystemCall::throwLastError("cannot examine " + directory.string());
+        }
+        requireMayCreateFolder(calls, directory, user);
+        if (retryingInterrupted(
+                [&] { return calls.mkdir(directory.c_str(), privateDirectoryMode); }) != 0 &&
+            errno != EEXIST) {
+            SystemCall::throwLastError("cannot create " + directory.string());
+        }
+        // Checked whether it was made just now or by someone else meanwhile: only what is there
+        // counts.
+        if (examine(attributes) != 0) {
+            SystemCall::throwLastError("cannot examine " + directory.string());
+        }
     }
     requirePrivateDirectory(attributes, user, directory);
 }

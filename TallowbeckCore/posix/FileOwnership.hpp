@@ -27,8 +27,20 @@ public:
     // nor other users may write to.
     static void requirePrivateDirectory(const FileAttributes& attributes, uid_t user,
                                         const std::filesystem::path& path);
+    // Refuses, with ForeignFolderError, to create `folder` in a folder with these attributes
+    // unless it belongs to `user` or to the superuser (as / and /home do). A folder created in
+    // another user's would be `user`'s: when the superuser makes a history folder below a home
+    // folder that it was handed (sudo -E), that home's owner could neither use nor remove it.
+    static void requireFolderToCreateIn(const FileAttributes& container, uid_t user,
+                                        const std::filesystem::path& folder);
+    // The same for the folder that `folder` would go in, examined through `calls`: through "."
+    // the folder itself, even where a symbolic link names it, since the new folder would go
+    // wherever the link leads.
+    static void requireMayCreateFolder(FileCalls& calls, const std::filesystem::path& folder,
+                                       uid_t user);
     // Creates `directory` with mode 0700 unless something exists under its name, then checks
-    // what is there with requirePrivateDirectory. The folder above it must exist.
+    // what is there with requirePrivateDirectory. The folder above it must exist, and is checked
+    // with requireMayCreateFolder before anything is created in it.
     static void makePrivateDirectory(FileCalls& calls, const std::filesystem::path& directory,
                                      uid_t user);
 };

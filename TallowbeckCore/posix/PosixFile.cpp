@@ -1,7 +1,9 @@
 #include "TallowbeckCore/posix/PosixFile.hpp"
 
 #include <array>
+#include <cerrno>
 
+#include "TallowbeckCore/posix/FileOwnership.hpp"
 #include "TallowbeckCore/posix/SystemCall.hpp"
 
 namespace tallowbeck {
@@ -71,24 +73,25 @@ void PosixFile::flush(FileCalls& calls, int descriptor, const std::string& what)
 }
 
 void PosixFile::createDirectories(FileCalls& calls, const std::filesystem::path& directory,
-                                  mode_t mode) {
-    const auto makeDirectory = [&] {
-        // One that exists already serves, whoever made it; a file in its place shows as soon as
-        // anything is opened below it.
-        return retryingInterrupted([&] { return calls.mkdir(directory.c_str(), mode); }) == 0 ||
-               errno == EEXIST;
-    };
-    if (makeDirectory()) {
+                                  mode_t mode, uid_t user) {
+    FileAttributes attributes;
+    // One that exists already serves, whoever made it; a file in its place shows as soon as
+    // anything is opened below it.
+    if (retryingInterrupted([&] { return calls.lstat(directory.c_str(), attributes); }) == 0) {
         return;
     }
-    const std::filesystem::path parent = directory.parent_path();
-    if (errno == ENOENT && !parent.empty() && parent != directory) {
-        createDirectories(calls, parent, mode);
-        if (makeDirectory()) {
-            return;
-        }
+    if (errno != ENOENT) {
+        throwLastError("cannot examine " + directory.string());
     }
-    throwLastError("cannot create " + directory.string());
+    const std::filesystem::path parent = directory.parent_path();
+    if (!parent.empty() && parent != directory) {
+        createDirectories(calls, parent, mode, user);
+    }
+    FileOwnership::requireMayCreateFolder(calls, directory, user);
+    if (retryingInterrupted([&] { return calls.mkdir(directory.c_str(), mode); }) != 0 &&
+        errno != EEXIST) {
+        throwLastError("cannot create " + directory.string());
+    }
 }
 
 }  // namespace tallowbeck

@@ -27,9 +27,10 @@ public:
                          const std::string& what);
     static void flush(FileCalls& calls, int descriptor, const std::string& what);
     // Creates `directory` and every missing folder above it with `mode`; those that exist are
-    // kept as they are.
+    // kept as they are. Creates none in a folder that belongs to someone other than `user` or
+    // the superuser (FileOwnership::requireFolderToCreateIn).
     static void createDirectories(FileCalls& calls, const std::filesystem::path& directory,
-                                  mode_t mode);
+                                  mode_t mode, uid_t user);
 };
 
 }  // namespace tallowbeck

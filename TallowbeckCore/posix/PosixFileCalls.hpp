@@ -28,6 +28,7 @@ public:
     }
     int fsync(int descriptor) override { return flush(descriptor); }
     int ftruncate(int descriptor, off_t length) override { return ::ftruncate(descriptor, length); }
+    int fchmod(int descriptor, mode_t mode) override { return ::fchmod(descriptor, mode); }
     int flock(int descriptor, int operation) override { return ::flock(descriptor, operation); }
     int fstat(int descriptor, FileAttributes& attributes) override {
         struct stat status {};

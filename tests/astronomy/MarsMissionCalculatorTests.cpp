@@ -131,6 +131,26 @@ TEST(MarsMissionCalculatorTests, WithoutAMinimumTheStartItselfIsTheAnswer) {
     EXPECT_EQ(departure, newYear2024);
 }
 
+TEST(MarsMissionCalculatorTests, AMinimumJustPastTheScanIsNotSeenAndTheStartIsTheAnswer) {
+    // The scan judges the samples from the start to `steps` steps after it, each against its
+    // neighbours. A valley whose bottom lies one step beyond the last of them only falls within
+    // the scan.
+    const double start = 1000.0;
+    const double step = 10.0;
+    const int steps = 50;
+    const auto valleyAt = [](double bottom) {
+        return [bottom](double t) { return std::abs(t - bottom); };
+    };
+    const double pastTheScan = start + (steps + 1) * step;
+    EXPECT_EQ(MarsMissionCalculator::earliestMinimum(valleyAt(pastTheScan), start, step, steps),
+              start);
+
+    // A step earlier, at the last sample judged, the bottom is found.
+    const double lastJudged = start + steps * step;
+    EXPECT_NEAR(MarsMissionCalculator::earliestMinimum(valleyAt(lastJudged), start, step, steps),
+                lastJudged, step / 1000);
+}
+
 TEST(MarsMissionCalculatorTests, ClosestApproachDistanceIsTheDistanceAtItsDate) {
     const PlanetaryClosestApproach approach = MarsMissionCalculator::closestApproach(newYear2024);
     EXPECT_EQ(approach.distanceKilometers,

@@ -243,6 +243,7 @@ TEST_F(AwakeHostTests, TheCommandsExitStatusIsTheSessions) {
     EXPECT_EQ(run(), 5);
 
     EXPECT_THAT(output.endings, ElementsAre(AwakeEnding::commandExited(5)));
+    ASSERT_FALSE(power.calls.empty());
     EXPECT_EQ(power.calls.back(), "release 2");
 }
 

@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <simdjson.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -13,11 +14,13 @@
 #include "TallowbeckCore/history/HistoryFileFormat.hpp"
 #include "TallowbeckCore/support/WallClock.hpp"
 #include "cli/HistoryCommand.hpp"
+#include "tests/fakes/ForeignOwnerFileCalls.hpp"
 #include "tests/testing/ChildProcess.hpp"
 #include "tests/testing/FileContents.hpp"
 #include "tests/testing/ProgramRun.hpp"
 #include "tests/testing/Samples.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
+#include "tests/testing/Thrown.hpp"
 
 namespace tallowbeck {
 namespace {
@@ -125,6 +128,7 @@ TEST_F(HistoryCommandTest, ExportWritesTheHeaderAndOneLinePerSample) {
     EXPECT_THAT(result.standardOutput, StartsWith(std::string(csvHeader) + '\n'));
     // Three lines, the last without a line feed.
     EXPECT_EQ(lineCount(result.standardOutput), 2U) << result.standardOutput;
+    ASSERT_FALSE(result.standardOutput.empty());
     EXPECT_NE(result.standardOutput.back(), '\n');
 
     const std::filesystem::path output = directory_.path() / "history.csv";
@@ -243,6 +247,24 @@ TEST_F(HistoryCommandTest, RetentionIsDecimalWhateverItsLeadingZeros) {
 }
 
 TEST_F(HistoryCommandTest, HistoryNeedsASubcommand) { EXPECT_EQ(run({}).exitStatus, 2); }
+
+TEST_F(HistoryCommandTest, AHistoryFolderThatWouldGoInAnotherUsersFolderIsRefusedNamingFile) {
+    const std::filesystem::path theirs = directory_.path() / "theirs";
+    std::filesystem::create_directories(theirs);
+    const std::filesystem::path history = theirs / "history" / "h.json";
+    testing::ForeignOwnerFileCalls calls(theirs, ::geteuid() + 1);
+    CLI::App app;
+    const cli::HistoryCommand command(app, calls);
+    // CLI11 takes the words last first.
+    std::vector<std::string> arguments = {"record", history.string(), "--file", "history"};
+    const auto error = testing::thrown<std::runtime_error>([&] { app.parse(arguments); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_THAT(error->what(), StartsWith(history.string() + ": refusing to create " +
+                                          (theirs / "history").string() + ": " + theirs.string() +
+                                          " belongs to user " + std::to_string(::geteuid() + 1)));
+    EXPECT_THAT(error->what(), HasSubstr("--file"));
+    EXPECT_TRUE(std::filesystem::is_empty(theirs));
+}
 
 class RecordEveryTest : public HistoryCommandTest {
 protected:

@@ -21,6 +21,8 @@ std::string_view nameOf(FileFunction function) {
             return "fsync";
         case FileFunction::ftruncate:
             return "ftruncate";
+        case FileFunction::fchmod:
+            return "fchmod";
         case FileFunction::flock:
             return "flock";
         case FileFunction::fstat:
@@ -113,6 +115,11 @@ int FaultyFileCalls::fsync(int descriptor) {
 int FaultyFileCalls::ftruncate(int descriptor, off_t length) {
     return failsNow(FileFunction::ftruncate) ? failOn(descriptor)
                                              : ForwardingFileCalls::ftruncate(descriptor, length);
+}
+
+int FaultyFileCalls::fchmod(int descriptor, mode_t mode) {
+    return failsNow(FileFunction::fchmod) ? failOn(descriptor)
+                                          : ForwardingFileCalls::fchmod(descriptor, mode);
 }
 
 int FaultyFileCalls::flock(int descriptor, int operation) {

@@ -19,6 +19,7 @@ enum class FileFunction {
     lseek,
     fsync,
     ftruncate,
+    fchmod,
     flock,
     fstat,
     lstat,
@@ -29,8 +30,9 @@ enum class FileFunction {
 
 inline constexpr std::array everyFileFunction = {
     FileFunction::open,  FileFunction::read,      FileFunction::write,  FileFunction::lseek,
-    FileFunction::fsync, FileFunction::ftruncate, FileFunction::flock,  FileFunction::fstat,
-    FileFunction::lstat, FileFunction::mkdir,     FileFunction::rename, FileFunction::unlink};
+    FileFunction::fsync, FileFunction::ftruncate, FileFunction::fchmod, FileFunction::flock,
+    FileFunction::fstat, FileFunction::lstat,     FileFunction::mkdir,  FileFunction::rename,
+    FileFunction::unlink};
 
 std::string_view nameOf(FileFunction function);
 
@@ -59,6 +61,7 @@ public:
     off_t lseek(int descriptor, off_t offset, int whence) override;
     int fsync(int descriptor) override;
     int ftruncate(int descriptor, off_t length) override;
+    int fchmod(int descriptor, mode_t mode) override;
     int flock(int descriptor, int operation) override;
     int fstat(int descriptor, FileAttributes& attributes) override;
     int lstat(const char* path, FileAttributes& attributes) override;

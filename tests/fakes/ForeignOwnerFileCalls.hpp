@@ -8,7 +8,8 @@
 namespace tallowbeck::testing {
 
 // The system's file calls, except that the file at one path seems to belong to another user,
-// whether asked about by its path or through a descriptor opened on it. No second user needed.
+// whether asked about by its path (also as "path/.") or through a descriptor opened on it. No
+// second user needed.
 class ForeignOwnerFileCalls final : public ForwardingFileCalls {
 public:
     ForeignOwnerFileCalls(std::filesystem::path path, uid_t owner)
@@ -16,7 +17,7 @@ public:
 
     int open(const char* path, int flags, mode_t mode) override {
         const int descriptor = ForwardingFileCalls::open(path, flags, mode);
-        if (descriptor >= 0 && path_ == path) {
+        if (descriptor >= 0 && names(path)) {
             claimed_.insert(descriptor);
         } else {
             claimed_.erase(descriptor);
@@ -32,13 +33,18 @@ public:
     }
     int lstat(const char* path, FileAttributes& attributes) override {
         const int result = ForwardingFileCalls::lstat(path, attributes);
-        if (result == 0 && path_ == path) {
+        if (result == 0 && names(path)) {
             attributes.owner = owner_;
         }
         return result;
     }
 
 private:
+    bool names(const char* path) const {
+        const std::filesystem::path named(path);
+        return named == path_ || (named.filename() == "." && named.parent_path() == path_);
+    }
+
     std::filesystem::path path_;
     uid_t owner_;
     // Descriptors opened on the path; a number opened again on another file leaves the set.

@@ -23,6 +23,7 @@ public:
     int ftruncate(int descriptor, off_t length) override {
         return system().ftruncate(descriptor, length);
     }
+    int fchmod(int descriptor, mode_t mode) override { return system().fchmod(descriptor, mode); }
     int flock(int descriptor, int operation) override {
         return system().flock(descriptor, operation);
     }

@@ -156,6 +156,7 @@ TEST(FanBoostHardwareTests, AKeyOfAnySizeButOneOrFourIsAnInvalidReadingAndIsNotR
         SimulatedMac mac;
         mac.smc.state.keyInfoOverrides["F1Mx"] = {.type = "flt ", .size = size};
         EXPECT_EQ(failureOf([&] { mac.hardware.readFans(); }), Kind::invalidReading) << size;
+        ASSERT_FALSE(mac.smc.calls.empty());
         EXPECT_EQ(mac.smc.calls.back().input.key, fourCharCode("F1Mx"));
         EXPECT_EQ(mac.smc.calls.back().input.command, SMCKeyData::readKeyInfoCommand);
     }
@@ -193,7 +194,9 @@ TEST(FanBoostHardwareTests, AnAutomaticFanAimingBelowItsMinimumIsPlausible) {
     SimulatedMac mac;
     mac.smc.state.fans[0].targetRPM = 0.0;
     mac.smc.state.fans[0].minimumRPM = 1200.0;
-    EXPECT_EQ(mac.hardware.readFans()[0].targetRPM, 0.0);
+    const std::vector<FanSpeed> fans = mac.hardware.readFans();
+    ASSERT_FALSE(fans.empty());
+    EXPECT_EQ(fans[0].targetRPM, 0.0);
 }
 
 TEST(FanBoostHardwareTests, AForcedFanAimingBelowItsMinimumIsAnInvalidReading) {

@@ -87,6 +87,7 @@ TEST_F(FanBoostHostTests, ARunningBoostIsTickedEverySecondAndNoLongerOnceItStops
     run();
     // The first comes from begin itself.
     EXPECT_EQ(tickTimes, (std::vector<double>{1.0, 2.0, 3.0, 4.0, 5.0}));
+    ASSERT_FALSE(clients.timeouts.empty());
     EXPECT_FALSE(clients.timeouts.back().has_value());
     const FanBoostStatus stopped = lastReply(1);
     EXPECT_FALSE(stopped.enabled);
@@ -118,6 +119,7 @@ TEST_F(FanBoostHostTests, AClientThatStopsSendingHeartbeatsLosesItsBoostFifteenS
     EXPECT_EQ(late.error, FanBoostSession::expiredMessage);
     EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(journal.pending);
+    ASSERT_FALSE(clients.timeouts.empty());
     EXPECT_FALSE(clients.timeouts.back().has_value());
 }
 
@@ -129,6 +131,7 @@ TEST_F(FanBoostHostTests, HeartbeatsEveryFiveSecondsKeepTheBoost) {
     }
     clients.shutdown(41.5);
     run();
+    ASSERT_FALSE(tickTimes.empty());
     EXPECT_EQ(tickTimes.back(), 41.0);
     const FanBoostStatus status = lastReply(1);
     EXPECT_TRUE(status.enabled);
@@ -174,7 +177,9 @@ TEST_F(FanBoostHostTests, AClosedConnectionStopsItsOwnersBoostAndNoOneElses) {
     run();
     EXPECT_FALSE(mac.smc.state.anyFanForced());
     EXPECT_FALSE(journal.pending);
+    ASSERT_FALSE(tickTimes.empty());
     EXPECT_EQ(tickTimes.back(), 2.0);
+    ASSERT_FALSE(clients.timeouts.empty());
     EXPECT_FALSE(clients.timeouts.back().has_value());
 }
 

@@ -129,6 +129,7 @@ TEST(CachedHistoryTests, WhatWasHandedOutNeverChanges) {
     }
 
     EXPECT_EQ(listOf(before), samples);
+    ASSERT_FALSE(trimmed.empty());
     EXPECT_EQ(listOf(trimmed), (std::vector{samples[1], samples[2], samples[3], samples[4],
                                             samples[5], samples[6], samples[7], trimmed.back()}));
     EXPECT_EQ(trimmed.back().recordedAt(), 90);
@@ -167,7 +168,9 @@ TEST(CachedHistoryTests, AnotherThreadReadsWhatWasHandedOutWhileTheHistoryChange
     done = true;
     reader.join();
     EXPECT_EQ(mismatches.load(), 0);
-    EXPECT_EQ(history.samples().back().recordedAt(), 10 + appends - 1);
+    const HistorySamples after = history.samples();
+    ASSERT_FALSE(after.empty());
+    EXPECT_EQ(after.back().recordedAt(), 10 + appends - 1);
 }
 
 }  // namespace

@@ -42,7 +42,11 @@ protected:
     std::string lastCutoffWritten() const {
         const std::string journal = testing::contentsOf(HistoryFiles::beside(file()).journal);
         const HistoryFileFormat::Journal entries = HistoryFileFormat::decodeJournal(journal);
-        return InternetDateTime::text(*entries.entries.back().cutoff);
+        if (entries.entries.empty()) {
+            ADD_FAILURE() << "the journal holds no entry";
+            return "";
+        }
+        return InternetDateTime::text(entries.entries.back().cutoff.value());
     }
 
     testing::LocalTimeZone zone{"UTC0"};
@@ -82,6 +86,7 @@ TEST_F(HistoryAgreementTests, ASampleInTheCutoffsSecondIsKeptInMemoryAsOnDisk) {
     const std::vector<TemperatureSample> returned =
         listOf(store.append(sampleAt(now), week, now + 0.5));
     EXPECT_EQ(returned, freshRead());
+    ASSERT_FALSE(returned.empty());
     EXPECT_EQ(returned.front(), atTheCutoff);
 }
 
@@ -162,6 +167,7 @@ TEST_F(HistoryAgreementTests, WhatTheStoreReturnedStaysAsItWasWhileTheStoreGoesO
 
     EXPECT_EQ(listOf(read), eight);
     EXPECT_EQ(listOf(appended), afterAppend);
+    ASSERT_FALSE(afterAppend.empty());
     EXPECT_EQ(afterAppend.front(), eight[1]);
 }
 

@@ -17,6 +17,7 @@
 #include "TallowbeckCore/history/HistoryFiles.hpp"
 #include "TallowbeckCore/history/JournalEntry.hpp"
 #include "TallowbeckCore/history/TemperatureHistoryStore.hpp"
+#include "TallowbeckCore/posix/ForeignFolderError.hpp"
 #include "tests/fakes/FakeUserDirectories.hpp"
 #include "tests/fakes/ForeignOwnerFileCalls.hpp"
 #include "tests/testing/FileContents.hpp"
@@ -180,6 +181,56 @@ TEST_F(HistorySecurityTests, TheJournalAndSnapshotArePrivateToTheUser) {
     EXPECT_EQ(permissionsOf(files().lock), 0600U);
 }
 
+// Whoever may open the lock file may also take the lock, and hold up every operation for as long
+// as they hold it.
+TEST_F(HistorySecurityTests, ALockFileOthersMayOpenIsMadePrivateByEveryOperation) {
+    TemperatureHistoryStore(file()).append(sampleAt(now - 1), week, now);
+    for (const auto& [name, operation] : operations) {
+        SCOPED_TRACE(name);
+        ASSERT_EQ(::chmod(files().lock.c_str(), 0644), 0);
+        TemperatureHistoryStore store(file());
+        operation(store);
+        EXPECT_EQ(permissionsOf(files().lock), 0600U);
+    }
+}
+
+TEST_F(HistorySecurityTests, ALockFileOfAnotherUserKeepsItsMode) {
+    TemperatureHistoryStore(file()).append(sampleAt(now - 1), week, now);
+    ASSERT_EQ(::chmod(files().lock.c_str(), 0644), 0);
+    testing::ForeignOwnerFileCalls calls(files().lock, me + 1);
+    expectEveryOperationRefused(files().lock, EPERM, "it belongs to user " + std::to_string(me + 1),
+                                calls);
+    EXPECT_EQ(permissionsOf(files().lock), 0644U);
+}
+
+// The superuser handed another user's home folder (sudo -E) would leave that user a history
+// folder they could neither use nor remove.
+TEST_F(HistorySecurityTests, NoFolderIsCreatedInAnotherUsersFolder) {
+    const std::filesystem::path theirs = directory.path() / "theirs";
+    std::filesystem::create_directories(theirs);
+    testing::ForeignOwnerFileCalls calls(theirs, me + 1);
+    for (const auto& [name, operation] : operations) {
+        SCOPED_TRACE(name);
+        TemperatureHistoryStore store(theirs / "history" / "h.json", calls);
+        const auto error = thrown<ForeignFolderError>([&] { operation(store); });
+        ASSERT_TRUE(error.has_value());
+        EXPECT_EQ(error->folder(), theirs / "history");
+        EXPECT_EQ(error->owner(), me + 1);
+        EXPECT_TRUE(std::filesystem::is_empty(theirs));
+    }
+}
+
+TEST_F(HistorySecurityTests, FoldersAreCreatedBelowTheUsersOwnFolder) {
+    const std::filesystem::path mine = directory.path() / "mine";
+    std::filesystem::create_directories(mine);
+    // Only the folder above the ones to create counts.
+    testing::ForeignOwnerFileCalls calls(directory.path(), me + 1);
+    TemperatureHistoryStore store(mine / "deeper" / "history" / "h.json", calls);
+    const TemperatureSample sample = sampleAt(now);
+    store.append(sample, week, now);
+    EXPECT_EQ(listOf(store.samples()), std::vector{sample});
+}
+
 // Without application support the history goes to the temporary directory, which every user may
 // write to: into a folder of the user's own there.
 class TemporaryHistoryTests : public ::testing::Test {
@@ -244,12 +295,23 @@ TEST_F(TemporaryHistoryTests, AFileInTheFoldersPlaceIsRefused) {
 
 TEST_F(TemporaryHistoryTests, AFolderOfAnotherUserIsRefused) {
     // Made by this process, the folder belongs to someone else as far as `me + 1` is concerned.
+    std::filesystem::create_directories(privateFolder(me + 1));
+    ASSERT_EQ(::chmod(privateFolder(me + 1).c_str(), 0700), 0);
     const auto error = refusalOfFirstAppend(me + 1);
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(error->code(), std::error_code(EPERM, std::generic_category()));
     EXPECT_THAT(error->what(), HasSubstr("refusing " + privateFolder(me + 1).string() +
                                          ": it belongs to user " + std::to_string(me)));
     EXPECT_TRUE(std::filesystem::is_empty(privateFolder(me + 1)));
+}
+
+TEST_F(TemporaryHistoryTests, NoFolderIsCreatedInATemporaryFolderOfAnotherUser) {
+    testing::ForeignOwnerFileCalls calls(temporary(), me + 1);
+    TemperatureHistoryStore store(std::nullopt, calls, directories);
+    const auto error = thrown<ForeignFolderError>([&] { store.append(sampleAt(now), week, now); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(error->folder(), privateFolder());
+    EXPECT_FALSE(std::filesystem::exists(privateFolder()));
 }
 
 }  // namespace

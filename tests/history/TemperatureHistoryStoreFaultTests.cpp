@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <optional>
@@ -306,6 +307,29 @@ TEST(TemperatureHistoryStoreLockFaultTests, ALockThatCannotBeTakenFailsAndCloses
         EXPECT_EQ(openDescriptorCount(), descriptors);
         EXPECT_FALSE(std::filesystem::exists(HistoryFiles::beside(file).journal));
         EXPECT_FALSE(std::filesystem::exists(file));
+    }
+}
+
+TEST(TemperatureHistoryStoreLockFaultTests,
+     ALockFileThatCannotBeMadePrivateFailsAndChangesNothing) {
+    for (const auto& operation : firstOperations) {
+        const testing::TemporaryDirectory directory;
+        const std::filesystem::path file = directory.path() / "h.json";
+        const TemperatureSample kept = sampleAt(now - 1);
+        TemperatureHistoryStore(file).append(kept, week, now);
+        const std::filesystem::path lock = HistoryFiles::beside(file).lock;
+        std::filesystem::permissions(lock, std::filesystem::perms::others_read,
+                                     std::filesystem::perm_options::add);
+        FaultyFileCalls calls;
+        TemperatureHistoryStore store(file, calls);
+        std::optional<std::system_error> failure;
+        {
+            const ArmedFault fault(calls, FileFunction::fchmod, 1, EIO);
+            failure = thrown<std::system_error>([&] { operation(store); });
+        }
+        ASSERT_TRUE(failure.has_value());
+        EXPECT_EQ(failure->code(), std::error_code(EIO, std::generic_category()));
+        EXPECT_EQ(listOf(TemperatureHistoryStore(file).samples()), History{kept});
     }
 }
 

@@ -199,7 +199,7 @@ TEST_F(TemperatureHistoryStoreTests, CompactionWritesTheHistoryBeforeTheNewCutof
     const std::vector<TemperatureSample> history = listOf(store.append(sampleAt(now), 1, now));
 
     const std::vector<TemperatureSample> compacted = HistoryFileFormat::decodeSnapshot(snapshot());
-    EXPECT_EQ(compacted.size(), 1440U);
+    ASSERT_EQ(compacted.size(), 1440U);
     EXPECT_EQ(compacted.front(), old);
     EXPECT_EQ(history.size(), 1440U);
     EXPECT_EQ(listOf(TemperatureHistoryStore(file()).samples()), history);

@@ -7,6 +7,8 @@
 #include <system_error>
 
 #include "TallowbeckCore/posix/FileOwnership.hpp"
+#include "TallowbeckCore/posix/ForeignFolderError.hpp"
+#include "tests/fakes/ForeignOwnerFileCalls.hpp"
 #include "tests/testing/FileContents.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
 #include "tests/testing/Thrown.hpp"
@@ -31,6 +33,38 @@ void expectRefusal(int code, const std::string& reason, auto&& check) {
     ASSERT_TRUE(error.has_value()) << "not refused: " << reason;
     EXPECT_EQ(error->code(), std::error_code(code, std::generic_category()));
     EXPECT_THAT(error->what(), HasSubstr("refusing /some/file: " + reason));
+}
+
+TEST(FileOwnershipTests, AFolderMayBeCreatedInOneOfTheUsersOwnOrOfTheSuperusers) {
+    constexpr uid_t superuser = 0;
+    for (const uid_t owner : {someoneElse, superuser}) {
+        EXPECT_NO_THROW(FileOwnership::requireFolderToCreateIn(
+            attributesOf(Kind::directory, owner, 0755), someoneElse, "/some/folder/new"))
+            << owner;
+    }
+    EXPECT_NO_THROW(FileOwnership::requireFolderToCreateIn(
+        attributesOf(Kind::directory, superuser, 0755), superuser, "/some/folder/new"));
+}
+
+TEST(FileOwnershipTests, TheSuperuserCreatesNoFolderInAnotherUsersFolder) {
+    const auto error = thrown<ForeignFolderError>([] {
+        FileOwnership::requireFolderToCreateIn(attributesOf(Kind::directory, 1000, 0755), 0,
+                                               "/home/alice/.local/share/new");
+    });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(error->code(), std::error_code(EPERM, std::generic_category()));
+    EXPECT_EQ(error->folder(), "/home/alice/.local/share/new");
+    EXPECT_EQ(error->owner(), 1000U);
+    EXPECT_THAT(error->what(), HasSubstr("refusing to create /home/alice/.local/share/new: "
+                                         "/home/alice/.local/share belongs to user 1000, not to "
+                                         "user 0"));
+}
+
+TEST(FileOwnershipTests, NoUserCreatesAFolderInAnotherUsersFolder) {
+    EXPECT_TRUE(thrown<ForeignFolderError>([] {
+        FileOwnership::requireFolderToCreateIn(attributesOf(Kind::directory, someoneElse, 0777), me,
+                                               "/some/folder/new");
+    }));
 }
 
 TEST(FileOwnershipTests, AUsersRegularFileIsAccepted) {
@@ -137,11 +171,23 @@ TEST_F(MakePrivateDirectoryTests, RefusesAFileInTheFoldersPlace) {
 }
 
 TEST_F(MakePrivateDirectoryTests, RefusesAFolderOfAnotherUser) {
-    // The folder made here belongs to this process's user, who is someone else to `someoneElse`.
+    // The folder found here belongs to this process's user, who is someone else to `someoneElse`.
+    std::filesystem::create_directory(folder());
+    ASSERT_EQ(::chmod(folder().c_str(), 0700), 0);
     const auto error = make(someoneElse);
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(error->code(), std::error_code(EPERM, std::generic_category()));
     EXPECT_THAT(error->what(), HasSubstr("it belongs to user " + std::to_string(me)));
+}
+
+TEST_F(MakePrivateDirectoryTests, CreatesNoFolderInAnotherUsersFolder) {
+    testing::ForeignOwnerFileCalls calls(directory.path(), someoneElse);
+    const auto error = thrown<ForeignFolderError>(
+        [&] { FileOwnership::makePrivateDirectory(calls, folder(), me); });
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(error->folder(), folder());
+    EXPECT_EQ(error->owner(), someoneElse);
+    EXPECT_FALSE(std::filesystem::exists(folder()));
 }
 
 TEST_F(MakePrivateDirectoryTests, AMissingParentIsReported) {

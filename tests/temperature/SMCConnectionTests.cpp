@@ -133,6 +133,7 @@ TEST(SMCConnectionTests, ACallIntoAnOutputZeroesItFirstAndTellsWhetherItWorked) 
     output.bytes.fill(0xAB);
     EXPECT_TRUE(
         connection.call(SMCKeyData::request("Tp09", SMCKeyData::readKeyInfoCommand), output));
+    ASSERT_FALSE(smc.calls.empty());
     EXPECT_TRUE(smc.calls.front().outputZeroedOnEntry);
     EXPECT_EQ(output.dataType, fourCharCode("flt "));
     EXPECT_FALSE(

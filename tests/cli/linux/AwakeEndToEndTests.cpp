@@ -229,7 +229,9 @@ TEST(AwakeEndToEndTests, SeriousPressureWithoutABatteryReadingEndsTheSessionAtOn
     ASSERT_EQ(run.exitWithin(patience), 3) << ::testing::PrintToString(run.errors());
 
     EXPECT_LT(run.lasted().count(), 5.0);
-    EXPECT_THAT(run.output().back(),
+    const std::vector<std::string> lines = run.output();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_THAT(lines.back(),
                 AllOf(::testing::MatchesRegex(eventStart),
                       ::testing::EndsWith(R"(Z","reason":"thermalPressure","exitStatus":3,)"
                                           R"("thermalState":"serious"})")));
@@ -243,8 +245,10 @@ TEST(AwakeEndToEndTests, TheCommandRunsAwakeAndItsExitStatusIsPassedOn) {
 
     ASSERT_EQ(run.exitWithin(patience), 7) << ::testing::PrintToString(run.errors());
 
-    EXPECT_THAT(run.output(), ::testing::Contains("running"));
-    EXPECT_EQ(run.output().back(), "Session ended: the command exited with status 7.");
+    const std::vector<std::string> lines = run.output();
+    EXPECT_THAT(lines, ::testing::Contains("running"));
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back(), "Session ended: the command exited with status 7.");
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
@@ -299,8 +303,10 @@ TEST(AwakeEndToEndTests, SIGTERMEndsTheSessionNormally) {
     run.process().signal(SIGTERM);
 
     ASSERT_EQ(run.exitWithin(patience), 0);
-    EXPECT_EQ(run.output().front(), "Keeping this machine awake until stopped.");
-    EXPECT_EQ(run.output().back(), "Session ended: stopped by SIGTERM.");
+    const std::vector<std::string> lines = run.output();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.front(), "Keeping this machine awake until stopped.");
+    EXPECT_EQ(lines.back(), "Session ended: stopped by SIGTERM.");
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
@@ -313,7 +319,9 @@ TEST(AwakeEndToEndTests, TheSessionEndsWhenTheWatchedProcessExits) {
 
     ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
 
-    EXPECT_EQ(run.output().back(), "Session ended: process " + pid + " exited.");
+    const std::vector<std::string> lines = run.output();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back(), "Session ended: process " + pid + " exited.");
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
@@ -326,6 +334,7 @@ TEST(AwakeEndToEndTests, AProcessIDIsDecimalWhateverItsLeadingZeros) {
 
     ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
 
+    ASSERT_FALSE(run.output().empty());
     EXPECT_EQ(run.output().back(), "Session ended: process " + pid + " exited.");
 }
 
@@ -377,6 +386,7 @@ TEST(AwakeEndToEndTests, TheDesktopPortalKeepsTheDisplayOnAndItsRequestIsClosedA
 
     EXPECT_THAT(buses.portalInhibitions(),
                 ElementsAre(PortalInhibition{8, "Quillmoss active session display", "closed"}));
+    ASSERT_FALSE(run.output().empty());
     EXPECT_EQ(run.output().front(), "Keeping this machine awake for 2s.");
 }
 
@@ -448,6 +458,7 @@ TEST(AwakeEndToEndTests, WithoutASessionBusClosedLidModeHoldsTheIdleAndLidSwitch
     run.process().signal(SIGTERM);
 
     ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
+    ASSERT_FALSE(run.output().empty());
     EXPECT_EQ(run.output().front(),
               std::string("Keeping this machine awake until stopped. Closed-lid mode is on. ") +
                   systemOnlyNote);
@@ -464,6 +475,7 @@ TEST(AwakeEndToEndTests, WithoutASessionBusTheCommandRunsWithTheSystemKeptAwake)
     EXPECT_THAT(buses.logindInhibitors(), ElementsAre(idleLock));
     ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
 
+    ASSERT_FALSE(run.output().empty());
     EXPECT_EQ(run.output().front(),
               std::string("Keeping this machine awake until stopped. ") + systemOnlyNote);
     EXPECT_EQ(run.output().back(), "Session ended: the command exited with status 0.");
@@ -481,6 +493,7 @@ TEST(AwakeEndToEndTests, WithoutASessionBusTheSystemIsKeptAwakeUntilTheProcessEx
     EXPECT_THAT(buses.logindInhibitors(), ElementsAre(idleLock));
     ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
 
+    ASSERT_FALSE(run.output().empty());
     EXPECT_EQ(run.output().front(),
               std::string("Keeping this machine awake until stopped. ") + systemOnlyNote);
     EXPECT_EQ(run.output().back(), "Session ended: process " + pid + " exited.");
@@ -532,6 +545,7 @@ TEST(AwakeEndToEndTests, ListShowsTheLocksThatEveryProcessHolds) {
     EXPECT_EQ(lines.back(), "3 locks held.");
     ASSERT_EQ(json.exitWithin(patience), 0) << ::testing::PrintToString(json.errors());
     ASSERT_EQ(json.output().size(), 1u);
+    ASSERT_FALSE(json.output().empty());
     EXPECT_THAT(json.output().front(),
                 AllOf(::testing::MatchesRegex(eventStart),
                       HasSubstr(R"("user":"root","uid":0,"pid":)" + firstPID + R"(,"what":"idle")"),
