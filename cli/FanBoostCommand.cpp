@@ -111,9 +111,23 @@ FanBoostHelperClient FanBoostCommand::connect() const {
     }
 }
 
+// A helper the service manager starts for the connection and that then refuses to start (on a
+// machine whose fans it cannot drive) leaves the client without an answer; its journal says why.
+FanBoostStatus FanBoostCommand::firstAnswer(const std::function<FanBoostStatus()>& request) {
+    try {
+        return request();
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(
+            fmt::format("{}; where the service manager starts the helper, `journalctl -u "
+                        "tallowbeck-fan-helper` says why it stopped or did not start",
+                        error.what()));
+    }
+}
+
 void FanBoostCommand::showStatus() const {
     // A heartbeat from a client that owns nothing changes nothing and gives the status.
-    fmt::print("{}\n", report(connect().heartbeat()));
+    FanBoostHelperClient helper = connect();
+    fmt::print("{}\n", report(firstAnswer([&helper] { return helper.heartbeat(); })));
 }
 
 void FanBoostCommand::boost() const {
@@ -124,8 +138,10 @@ void FanBoostCommand::boost() const {
     // A client continued after being stopped renews its lease at once, not on its schedule.
     alsoAwait(awaited, SIGCONT);
     FanBoostHelperClient helper = connect();
-    FanBoostStatus status =
-        helper.begin({.cpuThresholdCelsius = *cpuCelsius_, .gpuThresholdCelsius = *gpuCelsius_});
+    FanBoostStatus status = firstAnswer([&] {
+        return helper.begin(
+            {.cpuThresholdCelsius = *cpuCelsius_, .gpuThresholdCelsius = *gpuCelsius_});
+    });
     if (!status.enabled) {
         fail(status.error ? printableText(*status.error)
                           : "the fan helper did not begin the fan boost");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -40,6 +41,9 @@ private:
     void boost() const;
     void showStatus() const;
     FanBoostHelperClient connect() const;
+    // The helper's answer to the connection's first request; a failure to get one also says
+    // where to look when the helper would not start.
+    static FanBoostStatus firstAnswer(const std::function<FanBoostStatus()>& request);
     std::string report(const FanBoostStatus& status) const;
 
     CLI::App* command_ = nullptr;

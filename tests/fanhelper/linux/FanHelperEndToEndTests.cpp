@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -273,6 +274,28 @@ TEST_F(FanHelperEndToEndTests, AHelperStartedByTheServiceManagerServesOnTheSocke
     EXPECT_FALSE(fs::exists(unused)) << helperErrors.text();
     // The socket file is the service manager's, left for the next start.
     EXPECT_TRUE(fs::is_socket(socket));
+}
+
+TEST_F(FanHelperEndToEndTests, AHelperGoneBeforeItAnswersSendsTheUserToItsJournal) {
+    // What a client meets when the service manager took its connection for a helper that then
+    // refused to start: the connection closes without an answer.
+    const FileDescriptor listening(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const UnixSocketAddress address(socket);
+    ASSERT_EQ(::bind(listening.get(), address.get(), address.size()), 0);
+    ASSERT_EQ(::listen(listening.get(), 8), 0);
+    ChildProcess tool =
+        ChildProcess::start(cliPath, {"fans", "boost", "status", "--socket", socket.string()},
+                            {.error = clientErrors.descriptor()}, testing::dyingWithThisProcess());
+    FileDescriptor(::accept(listening.get(), nullptr, nullptr)).close();
+    EXPECT_EQ(tool.waitForExit(patience).shellStatus(), 1);
+    // Closed before or after the request went out: either way one line, ending with the hint.
+    const std::string errors = clientErrors.text();
+    EXPECT_TRUE(errors.starts_with("tallowbeck: ")) << errors;
+    EXPECT_TRUE(
+        errors.ends_with("; where the service manager starts the helper, `journalctl -u "
+                         "tallowbeck-fan-helper` says why it stopped or did not start\n"))
+        << errors;
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
 }
 
 TEST_F(FanHelperEndToEndTests, AThresholdThatIsNotANumberGetsTheSessionsOwnMessage) {
