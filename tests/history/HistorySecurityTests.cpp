@@ -212,7 +212,7 @@ TEST_F(HistorySecurityTests, NoFolderIsCreatedInAnotherUsersFolder) {
     for (const auto& [name, operation] : operations) {
         SCOPED_TRACE(name);
         TemperatureHistoryStore store(theirs / "history" / "h.json", calls);
-        const auto error = thrown<ForeignFolderError>([&] { operation(store); });
+        const auto error = thrown<ForeignFolderError>([&store, &run = operation] { run(store); });
         ASSERT_TRUE(error.has_value());
         EXPECT_EQ(error->folder(), theirs / "history");
         EXPECT_EQ(error->owner(), me + 1);
