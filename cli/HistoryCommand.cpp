@@ -5,7 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
+#include <cmath>
 #include <stdexcept>
 #include <system_error>
 
@@ -28,8 +28,6 @@
 namespace tallowbeck::cli {
 
 namespace {
-
-using SteadyClock = std::chrono::steady_clock;
 
 constexpr std::string_view tableRow = "{:<20}  {:>10}  {:>6}  {:>6}  {:<8}  {:<7}  {}\n";
 // What a new file gets before the umask takes its share, as with any other program's output.
@@ -102,9 +100,11 @@ void HistoryCommand::addRecord(CLI::App& history) {
     CLI::App* command = history.add_subcommand("record", "Add a temperature sample taken now");
     command->add_flag("--session-active", sessionActive_,
                       "Mark the samples as taken during a keep-awake session");
-    command->add_option("--every", everySeconds_, "Keep adding one every SECONDS until interrupted")
-        ->type_name("SECONDS")
-        ->check(positiveInterval());
+    addParsedOption(
+        *command, "--every", everySeconds_, "a duration such as 60, 90s, 5m or 1h",
+        "Keep adding one every DURATION, on the wall clock's multiples of it, until interrupted",
+        [](const std::string& text) { return AwakeCommand::parseDuration(text); })
+        ->type_name("DURATION");
     command->callback([this] { record(); });
 }
 
@@ -190,7 +190,7 @@ void HistoryCommand::show() const {
 
 void HistoryCommand::record() const {
     withStore([this](TemperatureHistoryStore& store) {
-        if (everySeconds_ > 0) {
+        if (everySeconds_) {
             recordUntilStopped(store);
             return;
         }
@@ -200,20 +200,21 @@ void HistoryCommand::record() const {
     });
 }
 
+double HistoryCommand::nextRecordingTime(double now, double interval) noexcept {
+    return (std::floor(now / interval) + 1) * interval;
+}
+
 // One store and one sensor for the whole run: the store keeps what it read, so each round only
-// checks the files' stamps and appends a journal line.
+// checks the files' stamps and appends a journal line. The next round is always counted from
+// the present, so periods missed while the machine slept are skipped, not replayed.
 void HistoryCommand::recordUntilStopped(TemperatureHistoryStore& store) const {
     const sigset_t stopSignals = blockStopSignals();
-    const auto interval = std::chrono::duration_cast<std::chrono::nanoseconds>(
-        std::chrono::duration<double>(everySeconds_));
     MacTemperatureSensor sensor;
-    auto deadline = SteadyClock::now();
     do {
         store.append(SampleCommand::takeSample(sensor, sessionActive_), retentionDays_,
                      WallClock::now());
-        // A round that overran its interval is followed at once by the next, not by a burst.
-        deadline = std::max(deadline + interval, SteadyClock::now());
-    } while (!stopRequestedBefore(stopSignals, deadline));
+    } while (!stopRequestedBeforeWallTime(stopSignals,
+                                          nextRecordingTime(WallClock::now(), *everySeconds_)));
 }
 
 void HistoryCommand::exportCSV() const {

@@ -32,6 +32,9 @@ public:
 
     // A heading, then one row per sample; "—" stands for an absent temperature.
     static std::string table(std::span<const TemperatureSample> samples);
+    // When `history record --every` takes its next sample: the first multiple of `interval`
+    // seconds since 1970 after `now`, so that the samples fall on the wall clock's round times.
+    static double nextRecordingTime(double now, double interval) noexcept;
 
 private:
     void addShow(CLI::App& history);
@@ -64,7 +67,7 @@ private:
     bool json_ = false;
     bool chart_ = false;
     bool sessionActive_ = false;
-    double everySeconds_ = 0;  // 0: one sample only
+    std::optional<double> everySeconds_;  // nothing: one sample only
     std::string output_;
     std::optional<double> sinceSeconds_;
     int width_ = 960;

@@ -27,4 +27,9 @@ std::optional<int> signalBefore(const sigset_t& signals,
 bool stopRequestedBefore(const sigset_t& stopSignals,
                          std::chrono::steady_clock::time_point deadline);
 
+// Sleeps until the wall clock reads `secondsSince1970` unless one of `stopSignals` comes first;
+// tells whether one came. A time that passes while the machine is suspended ends the sleep as
+// soon as it wakes. Throws std::system_error.
+bool stopRequestedBeforeWallTime(const sigset_t& stopSignals, double secondsSince1970);
+
 }  // namespace tallowbeck::cli

@@ -17,6 +17,7 @@
 #include "tests/fakes/ForeignOwnerFileCalls.hpp"
 #include "tests/testing/ChildProcess.hpp"
 #include "tests/testing/FileContents.hpp"
+#include "tests/testing/ProcessActivity.hpp"
 #include "tests/testing/ProgramRun.hpp"
 #include "tests/testing/Samples.hpp"
 #include "tests/testing/TemporaryDirectory.hpp"
@@ -275,9 +276,10 @@ protected:
             {"history", "--file", file().string(), "record", "--every", seconds});
     }
 
-    // Waits, within a few seconds, until the history holds `count` samples.
-    bool reachesSampleCount(std::size_t count) const {
-        const auto deadline = std::chrono::steady_clock::now() + 5s;
+    // Waits, within `patience`, until the history holds `count` samples.
+    bool reachesSampleCount(std::size_t count,
+                            std::chrono::seconds patience = std::chrono::seconds(5)) const {
+        const auto deadline = std::chrono::steady_clock::now() + patience;
         while (std::chrono::steady_clock::now() < deadline) {
             if (std::filesystem::exists(journal()) && shownSamples().size() >= count) {
                 return true;
@@ -288,17 +290,40 @@ protected:
     }
 };
 
-TEST_F(RecordEveryTest, KeepsSamplingUntilSIGINTThenExitsCleanly) {
-    testing::ChildProcess tool = recordEvery("1");
-    ASSERT_TRUE(reachesSampleCount(2));
+TEST_F(RecordEveryTest, KeepsSamplingOnTheWallClocksMultiplesUntilSIGINTThenExitsCleanly) {
+    testing::ChildProcess tool = recordEvery("2s");
+    ASSERT_TRUE(reachesSampleCount(4, 15s));
     tool.signal(SIGINT);
     EXPECT_EQ(tool.waitForExit(3s).exitStatus(), 0);
     const std::vector<TemperatureSample> samples = shownSamples();
-    ASSERT_GE(samples.size(), 2U);
-    // A second apart; the stored times are whole seconds, so the gap reads as one or two.
-    const double gap = samples[1].recordedAt() - samples[0].recordedAt();
-    EXPECT_GE(gap, 1.0);
-    EXPECT_LE(gap, 2.0);
+    ASSERT_GE(samples.size(), 4U);
+    // The first at once, then each on an even second: the stored times are whole seconds.
+    for (std::size_t index = 1; index < samples.size(); ++index) {
+        EXPECT_EQ(std::fmod(samples[index].recordedAt(), 2.0), 0.0) << index;
+        EXPECT_LE(samples[index].recordedAt() - samples[index - 1].recordedAt(), 2.0) << index;
+    }
+}
+
+TEST(HistoryRecordingScheduleTests, TheNextSampleIsTheNextMultipleOfTheInterval) {
+    EXPECT_EQ(cli::HistoryCommand::nextRecordingTime(100.3, 60.0), 120.0);
+    EXPECT_EQ(cli::HistoryCommand::nextRecordingTime(120.0, 60.0), 180.0);
+    EXPECT_EQ(cli::HistoryCommand::nextRecordingTime(59.999, 60.0), 60.0);
+    EXPECT_EQ(cli::HistoryCommand::nextRecordingTime(1'700'000'000.5, 3600.0), 1'700'002'800.0);
+    // Woken an hour and a half late, it takes the next period and skips those it missed.
+    EXPECT_EQ(cli::HistoryCommand::nextRecordingTime(120.0 + 5400.5, 60.0), 5580.0);
+}
+
+TEST_F(RecordEveryTest, WaitingForTheNextPeriodTakesNoProcessorTime) {
+    testing::ChildProcess tool = recordEvery("1h");
+    ASSERT_TRUE(reachesSampleCount(1));
+    std::this_thread::sleep_for(300ms);
+    const testing::ProcessActivity before = testing::ProcessActivity::of(tool.pid());
+    std::this_thread::sleep_for(2s);
+    const testing::ProcessActivity after = testing::ProcessActivity::of(tool.pid());
+    EXPECT_EQ(after.processorTime, before.processorTime);
+    EXPECT_EQ(after.contextSwitches, before.contextSwitches);
+    tool.signal(SIGTERM);
+    EXPECT_EQ(tool.waitForExit(3s).exitStatus(), 0);
 }
 
 TEST_F(RecordEveryTest, SIGTERMEndsTheWaitAtOnce) {
