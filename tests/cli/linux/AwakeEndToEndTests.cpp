@@ -440,6 +440,7 @@ TEST(AwakeEndToEndTests, WithoutASessionBusATimedSessionKeepsTheSystemAwakeAndSa
     ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
 
     const std::vector<std::string> lines = run.output();
+    ASSERT_FALSE(lines.empty());
     EXPECT_THAT(lines.front(),
                 HasSubstr(R"("displayNotKeptOn":"neither WAYLAND_DISPLAY nor DISPLAY is set"})"));
     EXPECT_THAT(std::vector(lines.begin() + 1, lines.end()),

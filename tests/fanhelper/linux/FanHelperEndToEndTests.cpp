@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -15,6 +16,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -81,6 +83,18 @@ protected:
             {.error = helperErrors.descriptor()}, testing::dyingWithThisProcess()));
         ASSERT_TRUE(becomesTrueWithin(patience, [this] { return accepts(); }))
             << helperErrors.text();
+    }
+
+    // A socket at the helper's path, made and listened on by the test, as the service manager
+    // makes one.
+    FileDescriptor listeningAtTheSocket() const {
+        FileDescriptor listening(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const UnixSocketAddress address(socket);
+        if (!listening.isOpen() || ::bind(listening.get(), address.get(), address.size()) != 0 ||
+            ::listen(listening.get(), 8) != 0) {
+            throw std::system_error(errno, std::generic_category(), "listen");
+        }
+        return listening;
     }
 
     bool accepts() const {
@@ -251,10 +265,7 @@ TEST_F(FanHelperEndToEndTests, ThresholdsOutsideTheRangeGetTheSessionsOwnMessage
 
 TEST_F(FanHelperEndToEndTests, AHelperStartedByTheServiceManagerServesOnTheSocketItIsHanded) {
     // Made and listened on as the service manager would, then handed over as descriptor 3.
-    const FileDescriptor listening(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const UnixSocketAddress address(socket);
-    ASSERT_EQ(::bind(listening.get(), address.get(), address.size()), 0);
-    ASSERT_EQ(::listen(listening.get(), 8), 0);
+    const FileDescriptor listening = listeningAtTheSocket();
     const fs::path unused = directory.path() / "never-made.socket";
     const std::function<void()> dying = testing::dyingWithThisProcess();
     helper.emplace(ChildProcess::start(
@@ -279,10 +290,7 @@ TEST_F(FanHelperEndToEndTests, AHelperStartedByTheServiceManagerServesOnTheSocke
 TEST_F(FanHelperEndToEndTests, AHelperGoneBeforeItAnswersSendsTheUserToItsJournal) {
     // What a client meets when the service manager took its connection for a helper that then
     // refused to start: the connection closes without an answer.
-    const FileDescriptor listening(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const UnixSocketAddress address(socket);
-    ASSERT_EQ(::bind(listening.get(), address.get(), address.size()), 0);
-    ASSERT_EQ(::listen(listening.get(), 8), 0);
+    const FileDescriptor listening = listeningAtTheSocket();
     ChildProcess tool =
         ChildProcess::start(cliPath, {"fans", "boost", "status", "--socket", socket.string()},
                             {.error = clientErrors.descriptor()}, testing::dyingWithThisProcess());
