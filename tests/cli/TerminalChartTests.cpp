@@ -6,14 +6,16 @@
 #include <unistd.h>
 
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "cli/TerminalChart.hpp"
+#include "tests/testing/FileContents.hpp"
 
 namespace tallowbeck {
 namespace {
+
+using testing::linesOf;
 
 using cli::TerminalChart;
 using ::testing::HasSubstr;
@@ -32,15 +34,6 @@ std::vector<TemperatureSample> warmingHour() {
             false);
     }
     return samples;
-}
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
 }
 
 // Characters on the screen, not bytes: UTF-8 continuation bytes take no column.

@@ -39,6 +39,8 @@
 namespace tallowbeck {
 namespace {
 
+using testing::linesOf;
+
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using ::testing::AllOf;
@@ -95,15 +97,6 @@ public:
 private:
     testing::TemporaryDirectory root_;
 };
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::istringstream in(text);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 // One run of `tallowbeck awake` with `arguments` on `machine`, and `input` as its standard input
 // (-1: this process's).
@@ -467,10 +460,14 @@ TEST(AwakeEndToEndTests, WithoutASessionBusClosedLidModeHoldsTheIdleAndLidSwitch
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
-TEST(AwakeEndToEndTests, WithoutASessionBusTheCommandRunsWithTheSystemKeptAwake) {
+// Runs `awake` with `arguments` and no session bus to the end it comes to by itself: it holds
+// "idle" alone, says once that the display is not kept on, ends with `lastLine` and leaves
+// nothing held.
+void expectSystemOnlySession(const std::vector<std::string>& arguments,
+                             const std::string& lastLine) {
     const PrivateBuses buses({.sessionBus = false});
     const Machine machine = Machine::cool();
-    AwakeRun run(machine, {"--", "/bin/sleep", "2"});
+    AwakeRun run(machine, arguments);
     ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
 
     EXPECT_THAT(buses.logindInhibitors(), ElementsAre(idleLock));
@@ -479,26 +476,19 @@ TEST(AwakeEndToEndTests, WithoutASessionBusTheCommandRunsWithTheSystemKeptAwake)
     ASSERT_FALSE(run.output().empty());
     EXPECT_EQ(run.output().front(),
               std::string("Keeping this machine awake until stopped. ") + systemOnlyNote);
-    EXPECT_EQ(run.output().back(), "Session ended: the command exited with status 0.");
+    EXPECT_EQ(run.output().back(), lastLine);
     EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
 }
 
+TEST(AwakeEndToEndTests, WithoutASessionBusTheCommandRunsWithTheSystemKeptAwake) {
+    expectSystemOnlySession({"--", "/bin/sleep", "2"},
+                            "Session ended: the command exited with status 0.");
+}
+
 TEST(AwakeEndToEndTests, WithoutASessionBusTheSystemIsKeptAwakeUntilTheProcessExits) {
-    const PrivateBuses buses({.sessionBus = false});
-    const Machine machine = Machine::cool();
     const ChildProcess sleeper = ChildProcess::start("/bin/sleep", {"2"});
     const std::string pid = std::to_string(sleeper.pid());
-    AwakeRun run(machine, {"--pid", pid});
-    ASSERT_TRUE(run.startsWithin(patience)) << ::testing::PrintToString(run.errors());
-
-    EXPECT_THAT(buses.logindInhibitors(), ElementsAre(idleLock));
-    ASSERT_EQ(run.exitWithin(patience), 0) << ::testing::PrintToString(run.errors());
-
-    ASSERT_FALSE(run.output().empty());
-    EXPECT_EQ(run.output().front(),
-              std::string("Keeping this machine awake until stopped. ") + systemOnlyNote);
-    EXPECT_EQ(run.output().back(), "Session ended: process " + pid + " exited.");
-    EXPECT_TRUE(testing::becomesTrueWithin(patience, [&] { return holdsNothing(buses); }));
+    expectSystemOnlySession({"--pid", pid}, "Session ended: process " + pid + " exited.");
 }
 
 TEST(AwakeEndToEndTests, ALidSwitchLockThatPolkitRefusesEndsWithOneLineSayingSoAndNothingHeld) {

@@ -10,7 +10,10 @@
 #include <chrono>
 #include <csignal>
 #include <cstdint>
+#include <functional>
 #include <limits>
+#include <stdexcept>
+#include <system_error>
 
 #include "TallowbeckCore/platform/IOReturn.hpp"
 #include "TallowbeckCore/platform/linux/LinuxPowerManagement.hpp"
@@ -277,25 +280,42 @@ TEST(LinuxPowerManagementTests, APolkitRefusalNamesTheLockTheServiceItsErrorAndW
               "session, or as root");
 }
 
-TEST(LinuxPowerManagementTests, LocksOfAKilledProcessAreGone) {
-    const PrivateBuses buses;
+// A child process that runs `take`, which takes locks and then calls the function it is given:
+// that tells the test the locks are taken and waits, the locks held, until the child is killed.
+testing::ChildProcess childHolding(
+    const std::function<void(const std::function<void()>& holdUntilKilled)>& take) {
     int ready[2];
-    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ready), 0);
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ready) != 0) {
+        throw std::system_error(errno, std::generic_category(), "socketpair");
+    }
     testing::ChildProcess child = testing::ChildProcess::fork([&] {
-        LinuxPowerManagement power;
-        PowerController controller(power);
-        controller.activate(false, true);
-        const char done = 1;
-        static_cast<void>(::write(ready[1], &done, 1));
-        for (;;) {
-            ::pause();
-        }
+        take([&] {
+            const char done = 1;
+            static_cast<void>(::write(ready[1], &done, 1));
+            for (;;) {
+                ::pause();
+            }
+        });
         return 0;
     });
     char done = 0;
-    ASSERT_EQ(::read(ready[0], &done, 1), 1) << "the child could not activate";
+    const bool took = ::read(ready[0], &done, 1) == 1;
     ::close(ready[0]);
     ::close(ready[1]);
+    if (!took) {
+        throw std::runtime_error("the child could not take its locks");
+    }
+    return child;
+}
+
+TEST(LinuxPowerManagementTests, LocksOfAKilledProcessAreGone) {
+    const PrivateBuses buses;
+    testing::ChildProcess child = childHolding([](const std::function<void()>& holdUntilKilled) {
+        LinuxPowerManagement power;
+        PowerController controller(power);
+        controller.activate(false, true);
+        holdUntilKilled();
+    });
     ASSERT_EQ(buses.logindInhibitors().size(), 2u);
     ASSERT_EQ(buses.screenSaverInhibitions().size(), 1u);
 
@@ -307,22 +327,11 @@ TEST(LinuxPowerManagementTests, LocksOfAKilledProcessAreGone) {
 
 TEST(LinuxPowerManagementTests, HeldLocksAreLogindsLocksOfEveryProcess) {
     const PrivateBuses buses;
-    int ready[2];
-    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ready), 0);
-    testing::ChildProcess child = testing::ChildProcess::fork([&] {
+    testing::ChildProcess child = childHolding([](const std::function<void()>& holdUntilKilled) {
         LinuxPowerManagement power("Other");
         static_cast<void>(power.createAssertion("PreventUserIdleSystemSleep", 255, "its job"));
-        const char done = 1;
-        static_cast<void>(::write(ready[1], &done, 1));
-        for (;;) {
-            ::pause();
-        }
-        return 0;
+        holdUntilKilled();
     });
-    char done = 0;
-    ASSERT_EQ(::read(ready[0], &done, 1), 1) << "the child could not take its lock";
-    ::close(ready[0]);
-    ::close(ready[1]);
     LinuxPowerManagement power;
     ASSERT_EQ(power.setClamshellSleepDisabled(true).outcome, Outcome::accepted);
 
