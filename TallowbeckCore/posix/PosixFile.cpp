@@ -1,6 +1,5 @@
 #include "TallowbeckCore/posix/PosixFile.hpp"
 
-#include <array>
 #include <cerrno>
 
 #include "TallowbeckCore/posix/FileOwnership.hpp"
@@ -33,21 +32,28 @@ std::string PosixFile::readAll(FileCalls& calls, int descriptor, const std::stri
     if (retryingInterrupted([&] { return calls.fstat(descriptor, attributes); }) != 0) {
         throwLastError("cannot read " + what);
     }
+    // Read straight into the string, sized to the file and one byte more, so that the read that
+    // finds the end needs no room of its own; a file that grows meanwhile is read to its new end.
+    const auto expectedSize = static_cast<std::size_t>(attributes.size);
     std::string bytes;
-    // Reading into room reserved up front spares a copy of a large file.
-    bytes.reserve(static_cast<std::size_t>(attributes.size) + spareCapacity);
-    std::array<char, readChunkSize> buffer{};
+    bytes.reserve(expectedSize + 1 + spareCapacity);
+    bytes.resize(expectedSize + 1);
+    std::size_t filled = 0;
     for (;;) {
+        if (filled == bytes.size()) {
+            bytes.resize(filled + readChunkSize);
+        }
         const ssize_t count = retryingInterrupted(
-            [&] { return calls.read(descriptor, buffer.data(), buffer.size()); });
+            [&] { return calls.read(descriptor, bytes.data() + filled, bytes.size() - filled); });
         if (count < 0) {
             throwLastError("cannot read " + what);
         }
         if (count == 0) {
-            bytes.reserve(bytes.size() + spareCapacity);
+            bytes.resize(filled);
+            bytes.reserve(filled + spareCapacity);
             return bytes;
         }
-        bytes.append(buffer.data(), static_cast<std::size_t>(count));
+        filled += static_cast<std::size_t>(count);
     }
 }
 
