@@ -7,8 +7,8 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/TallowbeckCore/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/TallowbeckCore
   FILES_MATCHING PATTERN "*.hpp"
   PATTERN "darwin" EXCLUDE PATTERN "linux" EXCLUDE
-  # Internal: keeps the JSON parser out of the installed interface.
-  PATTERN "JSONObject.hpp" EXCLUDE
+  # Internal: keep the JSON parser out of the installed interface.
+  PATTERN "JSONObject.hpp" EXCLUDE PATTERN "OnDemandJSONObject.hpp" EXCLUDE
   # Internal: shared by the Linux and Darwin file calls only.
   PATTERN "PosixFileCalls.hpp" EXCLUDE)
 

@@ -1,6 +1,6 @@
 // Feeds arbitrary bytes to the history reader as a journal and a snapshot (split at the first zero
-// byte), the way a reader folds them. Only decoding errors may escape; a journal that decodes must
-// read back the same after its entries are written again.
+// byte), the way a reader folds them. Only decoding errors may escape; a journal or a snapshot that
+// decodes must read back the same once written again.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -40,6 +40,8 @@ void readHistory(std::string_view journalBytes, const std::string& snapshotBytes
         std::vector<tallowbeck::TemperatureSample> snapshot;
         if (!journal.containsReset()) {
             snapshot = HistoryFileFormat::decodeSnapshot(snapshotBytes);
+            require(HistoryFileFormat::decodeSnapshot(
+                        HistoryFileFormat::encodeSnapshot(snapshot)) == snapshot);
         }
         const std::size_t snapshotSize = snapshot.size();
         const auto history = HistoryFileFormat::fold(std::move(snapshot), journal.entries);

@@ -3,6 +3,7 @@
 #include <simdjson.h>
 
 #include <algorithm>
+#include <optional>
 #include <unordered_set>
 
 #include "TallowbeckCore/history/CorruptJournalEntryError.hpp"
@@ -10,6 +11,7 @@
 #include "TallowbeckCore/history/IDKeySet.hpp"
 #include "TallowbeckCore/support/JSONObject.hpp"
 #include "TallowbeckCore/support/JSONWriter.hpp"
+#include "TallowbeckCore/support/OnDemandJSONObject.hpp"
 
 namespace tallowbeck {
 
@@ -33,14 +35,28 @@ void checkShapes(std::span<const JournalEntry> entries) {
     }
 }
 
-simdjson::dom::array parseArray(simdjson::dom::parser& parser, const std::string& bytes) {
-    const simdjson::dom::element root = JSONObject::parseDocument(
-        parser, bytes, bytes.capacity() - bytes.size() >= simdjson::SIMDJSON_PADDING);
-    simdjson::dom::array array;
-    if (root.get(array) != simdjson::SUCCESS) {
+// The bytes as the On-Demand parser needs them: followed by its padding, copied only when the
+// string has no room for it.
+simdjson::padded_string_view padded(const std::string& bytes,
+                                    std::optional<simdjson::padded_string>& copy) {
+    if (bytes.capacity() - bytes.size() >= simdjson::SIMDJSON_PADDING) {
+        return simdjson::padded_string_view(bytes);
+    }
+    return copy.emplace(bytes);
+}
+
+simdjson::ondemand::array rootArray(simdjson::ondemand::document& document) {
+    if (document.type() != simdjson::ondemand::json_type::array) {
         throw DecodingError(DecodingError::Kind::typeMismatch, "", "not a JSON array");
     }
-    return array;
+    return document.get_array();
+}
+
+// The walk ends with the array: whatever follows it is not part of the document.
+void checkNothingFollows(simdjson::ondemand::document& document) {
+    if (document.current_location().error() != simdjson::OUT_OF_BOUNDS) {
+        throw DecodingError::malformedJSON(simdjson::error_message(simdjson::TRAILING_CONTENT));
+    }
 }
 
 // The journal's samples that no cutoff written after them drops, in the order written, and the
@@ -88,17 +104,25 @@ HistoryFileFormat::Journal HistoryFileFormat::decodeJournal(std::string_view byt
     return journal;
 }
 
+// Walked once, front to back, without building the document's tree: the snapshot is by far the
+// largest thing a cold read parses.
 std::vector<TemperatureSample> HistoryFileFormat::decodeSnapshot(const std::string& bytes,
                                                                  std::size_t samplesToAdd) {
     try {
-        simdjson::dom::parser parser;
-        const simdjson::dom::array array = parseArray(parser, bytes);
+        simdjson::ondemand::parser parser;
+        std::optional<simdjson::padded_string> copy;
+        simdjson::ondemand::document document = parser.iterate(padded(bytes, copy));
+        simdjson::ondemand::array array = rootArray(document);
         std::vector<TemperatureSample> samples;
-        samples.reserve(array.size() + samplesToAdd);
-        for (const simdjson::dom::element element : array) {
-            samples.push_back(TemperatureSample::fromJSON(JSONObject::from(element, "an item")));
+        samples.reserve(array.count_elements() + samplesToAdd);
+        for (const simdjson::ondemand::value item : array) {
+            samples.push_back(
+                TemperatureSample::fromJSON(OnDemandJSONObject::from(item, "an item")));
         }
+        checkNothingFollows(document);
         return samples;
+    } catch (const simdjson::simdjson_error& error) {
+        throw HistoryDecodingError(DecodingError::malformedJSON(error.what()));
     } catch (const DecodingError& error) {
         throw HistoryDecodingError(error);
     }

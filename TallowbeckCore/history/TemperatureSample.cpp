@@ -4,6 +4,7 @@
 #include "TallowbeckCore/support/InternetDateTime.hpp"
 #include "TallowbeckCore/support/JSONObject.hpp"
 #include "TallowbeckCore/support/JSONWriter.hpp"
+#include "TallowbeckCore/support/OnDemandJSONObject.hpp"
 
 namespace tallowbeck {
 
@@ -11,7 +12,7 @@ namespace {
 
 using Kind = DecodingError::Kind;
 
-UUID decodeID(const JSONObject& object) {
+UUID decodeID(const auto& object) {
     const std::string_view text = object.requiredString("id");
     const std::optional<UUID> id = UUID::fromText(text);
     if (!id) {
@@ -20,7 +21,7 @@ UUID decodeID(const JSONObject& object) {
     return *id;
 }
 
-double decodeRecordedAt(const JSONObject& object) {
+double decodeRecordedAt(const auto& object) {
     const std::optional<double> seconds =
         InternetDateTime::secondsSince1970(object.requiredString("recordedAt"));
     if (!seconds) {
@@ -29,13 +30,29 @@ double decodeRecordedAt(const JSONObject& object) {
     return *seconds;
 }
 
-SystemThermalState decodeThermalState(const JSONObject& object) {
+SystemThermalState decodeThermalState(const auto& object) {
     const std::optional<SystemThermalState> state =
         systemThermalStateFromText(object.requiredString("thermalState"));
     if (!state) {
         throw DecodingError(Kind::dataCorrupted, "thermalState", "not a thermal state");
     }
     return *state;
+}
+
+// Either kind of parsed object; both read alike.
+TemperatureSample decoded(const auto& object) {
+    // One member after the other, so that the error names the first bad member whatever order
+    // the compiler evaluates arguments in.
+    const UUID id = decodeID(object);
+    const double recordedAt = decodeRecordedAt(object);
+    const std::optional<double> batteryCelsius = object.optionalNumber("batteryCelsius");
+    const std::optional<double> cpuCelsius = object.optionalNumber("cpuCelsius");
+    const std::optional<double> gpuCelsius = object.optionalNumber("gpuCelsius");
+    const SystemThermalState thermalState = decodeThermalState(object);
+    const bool sessionActive = object.requiredBool("sessionActive");
+    const bool lidClosed = object.optionalBool("lidClosed").value_or(false);
+    return TemperatureSample(id, recordedAt, batteryCelsius, cpuCelsius, gpuCelsius, thermalState,
+                             sessionActive, lidClosed);
 }
 
 }  // namespace
@@ -75,19 +92,10 @@ TemperatureSample TemperatureSample::fromJSON(std::string_view text) {
     return fromJSON(JSONObject::parse(parser, text));
 }
 
-TemperatureSample TemperatureSample::fromJSON(const JSONObject& object) {
-    // One member after the other, so that the error names the first bad member whatever order
-    // the compiler evaluates arguments in.
-    const UUID id = decodeID(object);
-    const double recordedAt = decodeRecordedAt(object);
-    const std::optional<double> batteryCelsius = object.optionalNumber("batteryCelsius");
-    const std::optional<double> cpuCelsius = object.optionalNumber("cpuCelsius");
-    const std::optional<double> gpuCelsius = object.optionalNumber("gpuCelsius");
-    const SystemThermalState thermalState = decodeThermalState(object);
-    const bool sessionActive = object.requiredBool("sessionActive");
-    const bool lidClosed = object.optionalBool("lidClosed").value_or(false);
-    return TemperatureSample(id, recordedAt, batteryCelsius, cpuCelsius, gpuCelsius, thermalState,
-                             sessionActive, lidClosed);
+TemperatureSample TemperatureSample::fromJSON(const JSONObject& object) { return decoded(object); }
+
+TemperatureSample TemperatureSample::fromJSON(const OnDemandJSONObject& object) {
+    return decoded(object);
 }
 
 }  // namespace tallowbeck

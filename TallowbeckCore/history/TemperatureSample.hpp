@@ -12,6 +12,7 @@ namespace tallowbeck {
 
 class JSONObject;
 class JSONWriter;
+class OnDemandJSONObject;
 
 // One record of the temperature history: the readings taken at one moment and the machine's
 // situation then. Immutable once built.
@@ -53,6 +54,7 @@ public:
     // Throws DecodingError. A missing or null "lidClosed" reads as false; unknown keys are ignored.
     static TemperatureSample fromJSON(std::string_view text);
     static TemperatureSample fromJSON(const JSONObject& object);
+    static TemperatureSample fromJSON(const OnDemandJSONObject& object);
 
     friend bool operator==(const TemperatureSample&, const TemperatureSample&) = default;
 

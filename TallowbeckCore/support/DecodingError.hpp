@@ -19,6 +19,14 @@ public:
 
     DecodingError(Kind kind, std::string key, std::string_view problem);
 
+    // The failures of reading JSON, worded alike whichever parser read it.
+    static DecodingError malformedJSON(std::string_view parserMessage);
+    // `what` names the value that should have been an object.
+    static DecodingError notAnObject(std::string_view what);
+    static DecodingError missingKey(std::string_view key);
+    static DecodingError nullValue(std::string_view key);
+    static DecodingError wrongType(std::string_view key, std::string_view expected);
+
     Kind kind() const noexcept { return kind_; }
     const std::string& key() const noexcept { return key_; }
 

@@ -9,17 +9,11 @@ namespace tallowbeck {
 
 namespace {
 
-using Kind = DecodingError::Kind;
-
-[[noreturn]] void throwTypeMismatch(std::string_view key, std::string_view expected) {
-    throw DecodingError(Kind::typeMismatch, std::string(key), "expected " + std::string(expected));
-}
-
 template <typename Value>
 Value typed(simdjson::dom::element element, std::string_view key, std::string_view expected) {
     Value value{};
     if (element.get(value) != simdjson::SUCCESS) {
-        throwTypeMismatch(key, expected);
+        throw DecodingError::wrongType(key, expected);
     }
     return value;
 }
@@ -27,7 +21,7 @@ Value typed(simdjson::dom::element element, std::string_view key, std::string_vi
 // simdjson reads integers apart from doubles; any JSON number is a double here.
 double number(simdjson::dom::element element, std::string_view key) {
     if (!element.is_number()) {
-        throwTypeMismatch(key, "a number");
+        throw DecodingError::wrongType(key, "a number");
     }
     return typed<double>(element, key, "a number");
 }
@@ -88,27 +82,21 @@ std::string withOversizedIntegersAsDecimals(std::string_view json) {
     return decimals;
 }
 
-[[noreturn]] void throwMalformed(simdjson::error_code error) {
-    throw DecodingError(Kind::dataCorrupted, "",
-                        std::string("malformed JSON: ") + simdjson::error_message(error));
-}
-
-}  // namespace
-
-simdjson::dom::element JSONObject::parseDocument(simdjson::dom::parser& parser,
-                                                 std::string_view bytes, bool padded) {
+simdjson::dom::element parseDocument(simdjson::dom::parser& parser, std::string_view bytes) {
     simdjson::dom::element root;
-    auto error = parser.parse(bytes.data(), bytes.size(), !padded).get(root);
+    auto error = parser.parse(bytes.data(), bytes.size()).get(root);
     // The parser keeps nothing of the text it read, so the rewritten text may go at once.
     if (error == simdjson::NUMBER_ERROR) {
         const std::string decimals = withOversizedIntegersAsDecimals(bytes);
         error = parser.parse(decimals).get(root);
     }
     if (error) {
-        throwMalformed(error);
+        throw DecodingError::malformedJSON(simdjson::error_message(error));
     }
     return root;
 }
+
+}  // namespace
 
 JSONObject JSONObject::parse(simdjson::dom::parser& parser, std::string_view bytes) {
     return from(parseDocument(parser, bytes), "the text");
@@ -117,7 +105,7 @@ JSONObject JSONObject::parse(simdjson::dom::parser& parser, std::string_view byt
 JSONObject JSONObject::from(simdjson::dom::element element, std::string_view what) {
     simdjson::dom::object object;
     if (element.get(object) != simdjson::SUCCESS) {
-        throw DecodingError(Kind::typeMismatch, "", std::string(what) + " is not a JSON object");
+        throw DecodingError::notAnObject(what);
     }
     return JSONObject(object);
 }
@@ -146,11 +134,11 @@ std::optional<simdjson::dom::element> JSONObject::member(std::string_view key) c
 simdjson::dom::element JSONObject::requiredMember(std::string_view key) const {
     const std::optional<simdjson::dom::element> found = find(key);
     if (!found) {
-        throw DecodingError(Kind::keyNotFound, std::string(key), "required key is missing");
+        throw DecodingError::missingKey(key);
     }
     const simdjson::dom::element element = *found;
     if (element.is_null()) {
-        throw DecodingError(Kind::valueNotFound, std::string(key), "required value is null");
+        throw DecodingError::nullValue(key);
     }
     return element;
 }

@@ -21,13 +21,9 @@ public:
     explicit JSONObject(simdjson::dom::object object) noexcept
         : object_(object), nextInOrder_(object.begin()) {}
 
-    // `bytes` as one JSON document, in the parser's memory. Any JSON number reads as the nearest
-    // double, an integer beyond 64 bits included; only one beyond the range of doubles fails.
-    // `padded`: at least SIMDJSON_PADDING readable bytes follow `bytes`, which spares the parser
-    // a copy. Throws DecodingError (dataCorrupted) for text that is not JSON.
-    static simdjson::dom::element parseDocument(simdjson::dom::parser& parser,
-                                                std::string_view bytes, bool padded = false);
-    // `bytes` as a whole must be one JSON object.
+    // `bytes` as a whole must be one JSON object, held in the parser's memory. Any JSON number
+    // reads as the nearest double, an integer beyond 64 bits included; only one beyond the range
+    // of doubles fails. Throws DecodingError (dataCorrupted) for text that is not JSON.
     static JSONObject parse(simdjson::dom::parser& parser, std::string_view bytes);
     // An element known to be inside a larger document, such as an item of an array.
     static JSONObject from(simdjson::dom::element element, std::string_view what);

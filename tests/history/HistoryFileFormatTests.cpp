@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <simdjson.h>
 
 #include <string>
 #include <vector>
@@ -250,6 +251,30 @@ TEST(HistoryFileFormatTests, ASnapshotThatDoesNotDecodeFailsWithTheDecoderError)
         EXPECT_FALSE(error->lineNumber().has_value());
         EXPECT_TRUE(std::string(error->what()).starts_with("snapshot: ")) << error->what();
     }
+}
+
+TEST(HistoryFileFormatTests, WhateverFollowsTheSnapshotsArrayMakesItUndecodable) {
+    const TemperatureSample sample = sampleAt(noon);
+    const std::string item = sample.json();
+    for (const std::string& bytes :
+         {"[] []"s, "[]]"s, "[] x"s, "[" + item + "] {}", "[" + item + "]" + item}) {
+        const auto error =
+            thrown<HistoryDecodingError>([&] { HistoryFileFormat::decodeSnapshot(bytes); });
+        ASSERT_TRUE(error.has_value()) << bytes;
+        EXPECT_EQ(error->kind(), DecodingError::Kind::dataCorrupted) << bytes;
+    }
+    EXPECT_EQ(HistoryFileFormat::decodeSnapshot(" \n[ " + item + " ]\n\t "), std::vector{sample});
+}
+
+TEST(HistoryFileFormatTests, ASnapshotDecodesAlikeWithOrWithoutRoomForTheParsersPadding) {
+    const std::vector<TemperatureSample> samples = {sampleAt(noon), sampleAt(noon + hour)};
+    std::string tight = HistoryFileFormat::encodeSnapshot(samples);
+    tight.shrink_to_fit();
+    ASSERT_LT(tight.capacity() - tight.size(), simdjson::SIMDJSON_PADDING);
+    std::string roomy = tight;
+    roomy.reserve(roomy.size() + simdjson::SIMDJSON_PADDING);
+    EXPECT_EQ(HistoryFileFormat::decodeSnapshot(tight), samples);
+    EXPECT_EQ(HistoryFileFormat::decodeSnapshot(roomy), samples);
 }
 
 TEST(HistoryFileFormatTests, TheMostDistantPastIsTheEarliestTimeTheFilesHold) {

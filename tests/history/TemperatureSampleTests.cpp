@@ -4,10 +4,13 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "TallowbeckCore/history/TemperatureSample.hpp"
 #include "TallowbeckCore/support/DecodingError.hpp"
 #include "TallowbeckCore/support/JSONObject.hpp"
+#include "TallowbeckCore/support/OnDemandJSONObject.hpp"
 #include "tests/testing/Thrown.hpp"
 
 namespace tallowbeck {
@@ -50,12 +53,42 @@ std::optional<DecodingError> decodingError(std::string_view text) {
     return thrown<DecodingError>([&] { TemperatureSample::fromJSON(text); });
 }
 
-void expectDecodingError(std::string_view text, Kind kind, std::string_view key) {
-    const std::optional<DecodingError> error = decodingError(text);
-    ASSERT_TRUE(error) << text;
-    EXPECT_EQ(error->kind(), kind) << text;
-    EXPECT_EQ(error->key(), key) << text;
+// The object as a whole document, read by the on-demand parser, as the history's snapshot is.
+TemperatureSample decodedOnDemand(std::string_view text) {
+    simdjson::ondemand::parser parser;
+    const simdjson::padded_string json(text);
+    simdjson::ondemand::document document = parser.iterate(json);
+    return TemperatureSample::fromJSON(OnDemandJSONObject(document.get_object()));
 }
+
+struct Decoder {
+    const char* name;
+    TemperatureSample (*decode)(std::string_view text);
+};
+
+// Every object decodes alike through both parsers: the tree one that journal lines and single
+// samples go through, and the on-demand one that the snapshot goes through.
+class TemperatureSampleDecodingTests : public ::testing::TestWithParam<Decoder> {
+protected:
+    static TemperatureSample decode(std::string_view text) { return GetParam().decode(text); }
+
+    static void expectDecodingError(std::string_view text, Kind kind, std::string_view key) {
+        const std::optional<DecodingError> error = thrown<DecodingError>([&] { decode(text); });
+        ASSERT_TRUE(error) << text;
+        EXPECT_EQ(error->kind(), kind) << text;
+        EXPECT_EQ(error->key(), key) << text;
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(BothParsers, TemperatureSampleDecodingTests,
+                         ::testing::Values(Decoder{"Tree",
+                                                   [](std::string_view text) {
+                                                       return TemperatureSample::fromJSON(text);
+                                                   }},
+                                           Decoder{"OnDemand", decodedOnDemand}),
+                         [](const ::testing::TestParamInfo<Decoder>& decoder) {
+                             return std::string(decoder.param.name);
+                         });
 
 TEST(TemperatureSampleTests, EqualityComparesEveryField) {
     const TemperatureSample original = sample(noon, 30.0);
@@ -77,26 +110,26 @@ TEST(TemperatureSampleTests, EncodesEveryPresentFieldUnderItsName) {
               "\"sessionActive\":false,\"lidClosed\":true}");
 }
 
-TEST(TemperatureSampleTests, AbsentTemperaturesHaveNoKeyAtAll) {
+TEST_P(TemperatureSampleDecodingTests, AbsentTemperaturesHaveNoKeyAtAll) {
     const TemperatureSample bare(*UUID::fromText(idText), noon, std::nullopt, std::nullopt,
                                  std::nullopt, SystemThermalState::nominal, true, false);
     const std::string json = bare.json();
     EXPECT_EQ(json.find("Celsius"), std::string::npos) << json;
     EXPECT_EQ(json.find("null"), std::string::npos) << json;
-    EXPECT_EQ(TemperatureSample::fromJSON(json), bare);
+    EXPECT_EQ(decode(json), bare);
 }
 
-TEST(TemperatureSampleTests, NullOrMissingBatteryDecodesAsAbsent) {
-    EXPECT_FALSE(TemperatureSample::fromJSON(objectText("batteryCelsius")).batteryCelsius());
+TEST_P(TemperatureSampleDecodingTests, NullOrMissingBatteryDecodesAsAbsent) {
+    EXPECT_FALSE(decode(objectText("batteryCelsius")).batteryCelsius());
     const TemperatureSample nulled =
-        TemperatureSample::fromJSON(objectText("batteryCelsius", "\"batteryCelsius\":null"));
+        decode(objectText("batteryCelsius", "\"batteryCelsius\":null"));
     EXPECT_FALSE(nulled.batteryCelsius());
     EXPECT_EQ(nulled.json().find("batteryCelsius"), std::string::npos);
 }
 
-TEST(TemperatureSampleTests, DecodesEveryField) {
+TEST_P(TemperatureSampleDecodingTests, DecodesEveryField) {
     const TemperatureSample decoded =
-        TemperatureSample::fromJSON(objectText("", "\"cpuCelsius\":70,\"gpuCelsius\":-1.5e1"));
+        decode(objectText("", "\"cpuCelsius\":70,\"gpuCelsius\":-1.5e1"));
     EXPECT_EQ(decoded.id().text(), idText);
     EXPECT_EQ(decoded.recordedAt(), noon);
     EXPECT_EQ(decoded.batteryCelsius(), 30.5);
@@ -107,25 +140,24 @@ TEST(TemperatureSampleTests, DecodesEveryField) {
     EXPECT_TRUE(decoded.lidClosed());
 }
 
-TEST(TemperatureSampleTests, MissingOrNullLidClosedReadsAsFalse) {
-    EXPECT_FALSE(TemperatureSample::fromJSON(objectText("lidClosed")).lidClosed());
-    EXPECT_FALSE(
-        TemperatureSample::fromJSON(objectText("lidClosed", "\"lidClosed\":null")).lidClosed());
+TEST_P(TemperatureSampleDecodingTests, MissingOrNullLidClosedReadsAsFalse) {
+    EXPECT_FALSE(decode(objectText("lidClosed")).lidClosed());
+    EXPECT_FALSE(decode(objectText("lidClosed", "\"lidClosed\":null")).lidClosed());
 }
 
-TEST(TemperatureSampleTests, MissingSessionActiveFails) {
+TEST_P(TemperatureSampleDecodingTests, MissingSessionActiveFails) {
     expectDecodingError(objectText("sessionActive"), Kind::keyNotFound, "sessionActive");
     expectDecodingError(objectText("sessionActive", "\"sessionActive\":null"), Kind::valueNotFound,
                         "sessionActive");
 }
 
-TEST(TemperatureSampleTests, EveryRequiredKeyIsRequired) {
+TEST_P(TemperatureSampleDecodingTests, EveryRequiredKeyIsRequired) {
     for (const std::string_view key : {"id", "recordedAt", "thermalState", "sessionActive"}) {
         expectDecodingError(objectText(key), Kind::keyNotFound, key);
     }
 }
 
-TEST(TemperatureSampleTests, TheFirstBadMemberInFieldOrderIsNamed) {
+TEST_P(TemperatureSampleDecodingTests, TheFirstBadMemberInFieldOrderIsNamed) {
     expectDecodingError("{\"thermalState\":1}", Kind::keyNotFound, "id");
     expectDecodingError(
         "{\"id\":\"e621e1f8-c36c-495a-93fc-0c247a3e6e5f\",\"recordedAt\":\"2024-05-01T12:00:00Z\","
@@ -133,24 +165,21 @@ TEST(TemperatureSampleTests, TheFirstBadMemberInFieldOrderIsNamed) {
         Kind::dataCorrupted, "thermalState");
 }
 
-TEST(TemperatureSampleTests, ARepeatedKeyGivesItsFirstValueInAnyOrder) {
-    EXPECT_EQ(TemperatureSample::fromJSON(objectText("", "\"batteryCelsius\":99")).batteryCelsius(),
-              30.5);
+TEST_P(TemperatureSampleDecodingTests, ARepeatedKeyGivesItsFirstValueInAnyOrder) {
+    EXPECT_EQ(decode(objectText("", "\"batteryCelsius\":99")).batteryCelsius(), 30.5);
     const std::string reordered =
         "{\"batteryCelsius\":1,\"batteryCelsius\":2," + objectText("batteryCelsius").substr(1);
-    EXPECT_EQ(TemperatureSample::fromJSON(reordered).batteryCelsius(), 1.0);
+    EXPECT_EQ(decode(reordered).batteryCelsius(), 1.0);
 }
 
-TEST(TemperatureSampleTests, ThermalStateMustBeOneOfTheExactTexts) {
+TEST_P(TemperatureSampleDecodingTests, ThermalStateMustBeOneOfTheExactTexts) {
     expectDecodingError(objectText("thermalState", "\"thermalState\":\"Nominal\""),
                         Kind::dataCorrupted, "thermalState");
-    EXPECT_EQ(
-        TemperatureSample::fromJSON(objectText("thermalState", "\"thermalState\":\"nominal\""))
-            .thermalState(),
-        SystemThermalState::nominal);
+    EXPECT_EQ(decode(objectText("thermalState", "\"thermalState\":\"nominal\"")).thermalState(),
+              SystemThermalState::nominal);
 }
 
-TEST(TemperatureSampleTests, WrongJSONTypesFailNamingTheKey) {
+TEST_P(TemperatureSampleDecodingTests, WrongJSONTypesFailNamingTheKey) {
     expectDecodingError(objectText("id", "\"id\":7"), Kind::typeMismatch, "id");
     expectDecodingError(objectText("recordedAt", "\"recordedAt\":1714564800"), Kind::typeMismatch,
                         "recordedAt");
@@ -166,12 +195,26 @@ TEST(TemperatureSampleTests, WrongJSONTypesFailNamingTheKey) {
                         "thermalState");
 }
 
-TEST(TemperatureSampleTests, UnreadableIdentifiersAndDatesFail) {
+TEST_P(TemperatureSampleDecodingTests, UnreadableIdentifiersAndDatesFail) {
     expectDecodingError(objectText("id", "\"id\":\"not-a-uuid\""), Kind::dataCorrupted, "id");
     expectDecodingError(objectText("recordedAt", "\"recordedAt\":\"2024-05-01 12:00:00\""),
                         Kind::dataCorrupted, "recordedAt");
     expectDecodingError(objectText("recordedAt", "\"recordedAt\":\"2024-05-01T12:00:00.5Z\""),
                         Kind::dataCorrupted, "recordedAt");
+}
+
+TEST_P(TemperatureSampleDecodingTests, AValueThatIsNotJSONIsMalformedText) {
+    for (const auto& [key, value] :
+         std::vector<std::pair<std::string_view, std::string_view>>{{"batteryCelsius", "nul"},
+                                                                    {"batteryCelsius", "-"},
+                                                                    {"batteryCelsius", "1.2.3"},
+                                                                    {"batteryCelsius", "1e400"},
+                                                                    {"sessionActive", "tru"},
+                                                                    {"lidClosed", "fals"}}) {
+        const std::string text =
+            objectText(key, '"' + std::string(key) + "\":" + std::string(value));
+        expectDecodingError(text, Kind::dataCorrupted, "");
+    }
 }
 
 TEST(TemperatureSampleTests, MalformedTextFailsAsAWhole) {
@@ -182,14 +225,15 @@ TEST(TemperatureSampleTests, MalformedTextFailsAsAWhole) {
     }
 }
 
-TEST(TemperatureSampleTests, ErrorMessagesNameTheKey) {
-    const std::optional<DecodingError> error = decodingError(objectText("sessionActive"));
+TEST_P(TemperatureSampleDecodingTests, ErrorMessagesNameTheKey) {
+    const std::optional<DecodingError> error =
+        thrown<DecodingError>([] { decode(objectText("sessionActive")); });
     ASSERT_TRUE(error);
     EXPECT_STREQ(error->what(), "\"sessionActive\": required key is missing");
 }
 
-TEST(TemperatureSampleTests, UnknownKeysAndAnyKeyOrderAreAccepted) {
-    const TemperatureSample decoded = TemperatureSample::fromJSON(
+TEST_P(TemperatureSampleDecodingTests, UnknownKeysAndAnyKeyOrderAreAccepted) {
+    const TemperatureSample decoded = decode(
         "{\"lidClosed\":false,\"future\":{\"a\":[1,2]},\"sessionActive\":false,"
         "\"thermalState\":\"fair\",\"recordedAt\":\"2024-05-01T12:00:00Z\","
         "\"id\":\"E621E1F8-C36C-495A-93FC-0C247A3E6E5F\"}");
@@ -197,23 +241,23 @@ TEST(TemperatureSampleTests, UnknownKeysAndAnyKeyOrderAreAccepted) {
     EXPECT_FALSE(decoded.sessionActive());
 }
 
-TEST(TemperatureSampleTests, KeysAreCaseSensitive) {
+TEST_P(TemperatureSampleDecodingTests, KeysAreCaseSensitive) {
     expectDecodingError(objectText("sessionActive", "\"SessionActive\":true"), Kind::keyNotFound,
                         "sessionActive");
 }
 
-TEST(TemperatureSampleTests, RoundTripTruncatesTheFractionOfASecond) {
+TEST_P(TemperatureSampleDecodingTests, RoundTripTruncatesTheFractionOfASecond) {
     const TemperatureSample original = sample(noon + 0.75, 30.0);
-    const TemperatureSample decoded = TemperatureSample::fromJSON(original.json());
+    const TemperatureSample decoded = decode(original.json());
     EXPECT_EQ(decoded.recordedAt(), noon);
     EXPECT_NE(decoded, original);
     EXPECT_EQ(decoded.id(), original.id());
 }
 
-TEST(TemperatureSampleTests, RoundTripKeepsEveryOtherFieldExactly) {
+TEST_P(TemperatureSampleDecodingTests, RoundTripKeepsEveryOtherFieldExactly) {
     const TemperatureSample original(UUID::random(), noon, 0.1 + 0.2, 1.0 / 3.0, 99.99999999999,
                                      SystemThermalState::serious, true, true);
-    EXPECT_EQ(TemperatureSample::fromJSON(original.json()), original);
+    EXPECT_EQ(decode(original.json()), original);
 }
 
 TEST(TemperatureSampleTests, DateThatCannotBeWrittenIsAnError) {
@@ -233,7 +277,7 @@ TEST(TemperatureSampleTests, DecodesFromAnElementOfALargerDocument) {
     EXPECT_FALSE(samples[1].lidClosed());
 }
 
-TEST(TemperatureSampleTests, ATemperatureThatIsNotAFiniteNumberIsAbsent) {
+TEST_P(TemperatureSampleDecodingTests, ATemperatureThatIsNotAFiniteNumberIsAbsent) {
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     constexpr double infinity = std::numeric_limits<double>::infinity();
     const TemperatureSample made(*UUID::fromText(idText), noon, nan, infinity, -infinity,
@@ -243,7 +287,7 @@ TEST(TemperatureSampleTests, ATemperatureThatIsNotAFiniteNumberIsAbsent) {
     EXPECT_EQ(made.gpuCelsius(), std::nullopt);
     EXPECT_EQ(made, TemperatureSample(*UUID::fromText(idText), noon, std::nullopt, std::nullopt,
                                       std::nullopt, SystemThermalState::fair, true, false));
-    EXPECT_EQ(TemperatureSample::fromJSON(made.json()), made);
+    EXPECT_EQ(decode(made.json()), made);
 }
 
 TEST(TemperatureSampleTests, FiniteTemperaturesStayAsGiven) {
@@ -254,10 +298,10 @@ TEST(TemperatureSampleTests, FiniteTemperaturesStayAsGiven) {
     EXPECT_EQ(made.gpuCelsius(), 0.0);
 }
 
-TEST(TemperatureSampleTests, AsWrittenIsWhatTheJSONFormReadsBack) {
+TEST_P(TemperatureSampleDecodingTests, AsWrittenIsWhatTheJSONFormReadsBack) {
     for (const double recordedAt : {noon, noon + 0.75, -0.25, -62167219200.0}) {
         const TemperatureSample original = sample(recordedAt, 30.25);
-        EXPECT_EQ(original.asWritten(), TemperatureSample::fromJSON(original.json())) << recordedAt;
+        EXPECT_EQ(original.asWritten(), decode(original.json())) << recordedAt;
     }
     EXPECT_EQ(sample(noon + 0.75, 30.25).asWritten().recordedAt(), noon);
     EXPECT_EQ(sample(-0.25, 30.25).asWritten().recordedAt(), -1.0);
