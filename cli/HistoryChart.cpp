@@ -307,20 +307,18 @@ void HistoryChart::drawBands(cairo_t* cairo) const {
 
 void HistoryChart::drawStrips(cairo_t* cairo) const {
     const double sessionTop = plotTop_ + plotHeight_ + stripSpacing;
-    const double lidTop = sessionTop + stripHeight + stripSpacing;
+    drawStrip(cairo, &ChartColumns::Column::sessionActive, sessionColour, sessionTop);
+    drawStrip(cairo, &ChartColumns::Column::lidClosed, lidClosedColour,
+              sessionTop + stripHeight + stripSpacing);
+}
+
+void HistoryChart::drawStrip(cairo_t* cairo, bool ChartColumns::Column::*marked,
+                             std::uint32_t colour, double top) const {
     forEachRun(
-        columns_.columns(), [](const ChartColumns::Column& column) { return column.sessionActive; },
-        [&](std::size_t first, std::size_t after, bool active) {
-            if (active) {
-                fillRectangle(cairo, sessionColour, columnLeft(first), sessionTop,
-                              columnLeft(after) - columnLeft(first), stripHeight);
-            }
-        });
-    forEachRun(
-        columns_.columns(), [](const ChartColumns::Column& column) { return column.lidClosed; },
-        [&](std::size_t first, std::size_t after, bool closed) {
-            if (closed) {
-                fillRectangle(cairo, lidClosedColour, columnLeft(first), lidTop,
+        columns_.columns(), [marked](const ChartColumns::Column& column) { return column.*marked; },
+        [&](std::size_t first, std::size_t after, bool isMarked) {
+            if (isMarked) {
+                fillRectangle(cairo, colour, columnLeft(first), top,
                               columnLeft(after) - columnLeft(first), stripHeight);
             }
         });

@@ -53,6 +53,9 @@ private:
     void draw(cairo_t* cairo) const;
     void drawBands(cairo_t* cairo) const;
     void drawStrips(cairo_t* cairo) const;
+    // Along the time axis at `top`, wherever the columns are `marked`.
+    void drawStrip(cairo_t* cairo, bool ChartColumns::Column::*marked, std::uint32_t colour,
+                   double top) const;
     void drawTemperatureGrid(cairo_t* cairo) const;
     void drawTimeTicks(cairo_t* cairo) const;
     void drawSeries(cairo_t* cairo, std::size_t series) const;

@@ -66,6 +66,16 @@ public:
         return false;
     }
 
+    // Whether any pixel of column `x` from `y` down to the image's bottom has the colour.
+    bool hasColourBelow(double x, double y, std::uint32_t colour) const {
+        for (double row = y; row < height(); ++row) {
+            if (colourAt(x, row) == colour) {
+                return true;
+            }
+        }
+        return false;
+    }
+
 private:
     std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)> surface_;
 };
@@ -115,6 +125,13 @@ protected:
                     "--height", std::to_string(height)});
     }
 
+    // The samples drawn to a PNG, which is unreadable when the command failed, as it says.
+    PngImage plottedPNG(const std::vector<TemperatureSample>& samples) const {
+        const testing::ProgramResult result = plot(samples, "chart.png");
+        EXPECT_EQ(result.exitStatus, 0) << result.standardError;
+        return PngImage(image("chart.png"));
+    }
+
     std::filesystem::path history() const { return directory_.path() / "history.json"; }
     std::filesystem::path image(const std::string& name) const { return directory_.path() / name; }
 
@@ -138,11 +155,11 @@ TEST_F(HistoryPlotTest, WritesAnSVGThatXmllintAcceptsAndRsvgConvertRenders) {
     EXPECT_EQ(png.height(), height);
 }
 
-TEST_F(HistoryPlotTest, APNGShowsTheLinesAndTheBandWhereTheyBelong) {
+TEST_F(HistoryPlotTest, APNGShowsTheLinesTheBandAndTheStripsWhereTheyBelong) {
+    // Serious from minute 20 to 40; a session for the first half hour, the lid closed for the
+    // second.
     const auto samples = fixedHour();
-    const auto result = plot(samples, "chart.png");
-    ASSERT_EQ(result.exitStatus, 0) << result.standardError;
-    const PngImage png(image("chart.png"));
+    const PngImage png = plottedPNG(samples);
     ASSERT_TRUE(png.readable());
     const HistoryChart chart(samples, noon, noon + 60 * minute, width, height);
     const double early = chart.xOf(noon + 10 * minute);
@@ -153,13 +170,18 @@ TEST_F(HistoryPlotTest, APNGShowsTheLinesAndTheBandWhereTheyBelong) {
               *HistoryChart::bandColour(SystemThermalState::serious));
     // Where the state was nominal there is no band.
     EXPECT_EQ(png.colourAt(early, chart.yOf(47.5)), 0xffffffU);
+    // Below the lowest line, so past the plot and the legend above it.
+    const double late = chart.xOf(noon + 50 * minute);
+    const double below = chart.yOf(35) + 2;
+    EXPECT_TRUE(png.hasColourBelow(early, below, HistoryChart::sessionColour));
+    EXPECT_FALSE(png.hasColourBelow(early, below, HistoryChart::lidClosedColour));
+    EXPECT_TRUE(png.hasColourBelow(late, below, HistoryChart::lidClosedColour));
+    EXPECT_FALSE(png.hasColourBelow(late, below, HistoryChart::sessionColour));
 }
 
 TEST_F(HistoryPlotTest, ASpikeOfOneSampleAmongAMonthOfThemIsVisible) {
     const auto samples = monthWithSpike();
-    const auto result = plot(samples, "chart.png");
-    ASSERT_EQ(result.exitStatus, 0) << result.standardError;
-    const PngImage png(image("chart.png"));
+    const PngImage png = plottedPNG(samples);
     ASSERT_TRUE(png.readable());
     const HistoryChart chart(samples, samples.front().recordedAt(), samples.back().recordedAt(),
                              width, height);
@@ -181,9 +203,7 @@ TEST_F(HistoryPlotTest, ALoneSampleIsDrawnAsADotInTheMiddle) {
     const std::vector<TemperatureSample> samples{
         TemperatureSample(UUID::random(), noon, 42.0, std::nullopt, std::nullopt,
                           SystemThermalState::nominal, false, false)};
-    const auto result = plot(samples, "chart.png");
-    ASSERT_EQ(result.exitStatus, 0) << result.standardError;
-    const PngImage png(image("chart.png"));
+    const PngImage png = plottedPNG(samples);
     ASSERT_TRUE(png.readable());
     const HistoryChart chart(samples, noon - 5 * minute, noon + 5 * minute, width, height);
     EXPECT_TRUE(
